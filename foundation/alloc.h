@@ -1,0 +1,27 @@
+// The process allocator as the library uses it. Every allocation of the library passes here,
+// so that tests can make any one of them fail and can count what is still held.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+namespace sc {
+
+void *RawAlloc(size_t size);
+void *RawCalloc(size_t count, size_t size);
+// On failure returns null and the old block stays valid.
+void *RawRealloc(void *block, size_t size);
+void RawFree(void *block);
+
+namespace testing {
+
+// Makes the nth allocation from now on fail (1 = the next one); 0 turns failures off.
+// With `every` set, that allocation and all after it fail until FailNthAllocation(0).
+void FailNthAllocation(uint64_t nth, bool every = false);
+// Whether an allocation was refused since the last FailNthAllocation.
+bool AllocationFailed();
+// Blocks handed out by the library's allocator and not yet freed.
+int64_t LiveBlocks();
+
+}  // namespace testing
+}  // namespace sc

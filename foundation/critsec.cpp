@@ -1,0 +1,58 @@
+#include "foundation/codes.h"
+#include "platform/lock.h"
+#include "sc_critsec.h"
+#include "sc_heap.h"
+
+namespace {
+
+struct LockRecord {
+  sc::plat::RecursiveLock lock;
+  HeapInstance heap;
+};
+
+LockRecord *Record(LockValue value) {
+  return reinterpret_cast<LockRecord *>(value);
+}
+
+}  // namespace
+
+extern "C" {
+
+SC_API VQRESULT critsec_ObjOpen(LockInstance, HeapInstance heap, uint32_t, LockValue *lock) {
+  if (!lock) return sc::code::kCritsecNullPointer;
+  auto *record = static_cast<LockRecord *>(heap_Alloc(heap, sizeof(LockRecord)));
+  if (!record) return sc::code::kCritsecNoMemory;
+  record->heap = heap;
+  if (!sc::plat::LockInit(&record->lock)) {
+    heap_Free(heap, record);
+    return sc::code::kCritsecUnexpected;
+  }
+  *lock = reinterpret_cast<LockValue>(record);
+  return 0;
+}
+
+SC_API VQRESULT critsec_ObjClose(LockValue lock) {
+  LockRecord *record = Record(lock);
+  if (!record) return 0;
+  sc::plat::LockDestroy(&record->lock);
+  heap_Free(record->heap, record);
+  return 0;
+}
+
+SC_API VQRESULT critsec_Enter(LockValue lock) {
+  if (lock) sc::plat::LockEnter(&Record(lock)->lock);
+  return 0;
+}
+
+SC_API VQRESULT critsec_Leave(LockValue lock) {
+  if (lock) sc::plat::LockLeave(&Record(lock)->lock);
+  return 0;
+}
+
+SC_API VQRESULT critsec_GetVersion(uint32_t *version) {
+  if (!version) return sc::code::kCritsecNullPointer;
+  *version = 0x01000002u;
+  return 0;
+}
+
+}  // extern "C"

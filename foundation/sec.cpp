@@ -1,0 +1,202 @@
+// Guarded objects: a type tag, a re-entrant lock and a small state machine, kept by value.
+#include "foundation/codes.h"
+#include "sc_critsec.h"
+#include "sc_heap.h"
+#include "sc_srvspi.h"
+
+struct SecCore {
+  LockValue lock;
+  uint32_t state;
+  uint32_t holders;  // SecObject only: the writer, or the readers
+};
+
+namespace {
+
+using namespace sc::code;
+
+bool Usable(uint32_t magic, uint32_t expected, const SecCore *core) {
+  return magic == expected && core != nullptr;
+}
+
+SecExObject AsEx(const SecObject &object) {
+  return SecExObject{SECEX_MAGIC, object.owner, object.core, object.resource};
+}
+
+// Holds the object's lock for one scope.
+class CoreLock {
+ public:
+  explicit CoreLock(SecCore *core) : core_(core) { critsec_Enter(core_->lock); }
+  ~CoreLock() { critsec_Leave(core_->lock); }
+  CoreLock(const CoreLock &) = delete;
+  CoreLock &operator=(const CoreLock &) = delete;
+
+ private:
+  SecCore *core_;
+};
+
+}  // namespace
+
+extern "C" {
+
+SC_API VQRESULT srvspi_SecExOpen(ResourceHandle resourceHandle, uint32_t owner,
+                                 uint32_t initialState, SecExObject *out) {
+  Resource *resource = nullptr;
+  const VQRESULT resolved = InitRsrcFunction(resourceHandle, &resource);
+  if (resolved) return resolved;
+  if (!out) return kSecNullPointer;
+  out->resource = resource;
+  out->magic = SECEX_MAGIC;
+  out->core = nullptr;
+  auto *core = static_cast<SecCore *>(heap_Alloc(resource->heap, sizeof(SecCore)));
+  if (!core) return kSecNoMemory;
+  core->state = initialState;
+  core->holders = 0;
+  const VQRESULT opened = critsec_ObjOpen(resource->lock, resource->heap, 1, &core->lock);
+  if (opened) {
+    heap_Free(resource->heap, core);
+    return opened;
+  }
+  out->core = core;
+  out->owner = owner;
+  return 0;
+}
+
+SC_API VQRESULT srvspi_SecExClose(SecExObject *object) {
+  if (!object) return kSecNullPointer;
+  if (!Usable(object->magic, SECEX_MAGIC, object->core)) return kSecInvalidHandle;
+  const VQRESULT closed = critsec_ObjClose(object->core->lock);
+  if (closed) return closed;
+  heap_Free(object->resource->heap, object->core);
+  object->magic = 0;
+  object->owner = 0;
+  object->core = nullptr;
+  return 0;
+}
+
+SC_API VQRESULT srvspi_SecExValidate(SecExObject object, uint32_t owner) {
+  if (!Usable(object.magic, SECEX_MAGIC, object.core)) return kSecInvalidHandle;
+  return object.owner == owner ? 0 : kSecInvalidHandle;
+}
+
+SC_API VQRESULT srvspi_SecExGetState(SecExObject object, uint32_t *state) {
+  if (!state) return kSecNullPointer;
+  if (!Usable(object.magic, SECEX_MAGIC, object.core)) return kSecInvalidHandle;
+  *state = object.core->state;
+  return 0;
+}
+
+SC_API VQRESULT srvspi_SecExLock(SecExObject object) {
+  if (!Usable(object.magic, SECEX_MAGIC, object.core)) return kSecInvalidHandle;
+  return critsec_Enter(object.core->lock);
+}
+
+SC_API VQRESULT srvspi_SecExUnlock(SecExObject object) {
+  if (!Usable(object.magic, SECEX_MAGIC, object.core)) return kSecInvalidHandle;
+  return critsec_Leave(object.core->lock);
+}
+
+SC_API VQRESULT srvspi_SecExToState(SecExObject object, const uint32_t *allowed, uint32_t count,
+                                    uint32_t newState, uint32_t *oldState) {
+  if (!allowed && count != 0) return kSecInvalidArgument;
+  if (!Usable(object.magic, SECEX_MAGIC, object.core)) return kSecInvalidHandle;
+  const VQRESULT entered = critsec_Enter(object.core->lock);
+  if (entered) return entered;
+  const uint32_t current = object.core->state;
+  if (oldState) *oldState = current;
+  bool permitted = !allowed;  // a null list with no entries allows any change
+  for (uint32_t i = 0; i < count && !permitted; ++i)
+    permitted = allowed[i] == current;
+  if (permitted) object.core->state = newState;
+  critsec_Leave(object.core->lock);
+  return permitted ? 0 : kSecWrongState;
+}
+
+SC_API VQRESULT srvspi_SecOpen(ResourceHandle resourceHandle, uint32_t owner, SecObject *out) {
+  Resource *resource = nullptr;
+  const VQRESULT resolved = InitRsrcFunction(resourceHandle, &resource);
+  if (resolved) return resolved;
+  if (!out) return kSecNullPointer;
+  SecExObject ex;
+  const VQRESULT opened = srvspi_SecExOpen(resourceHandle, owner, SEC_STATE_FREE, &ex);
+  if (opened) return opened;
+  out->core = ex.core;
+  out->owner = owner;
+  out->magic = SEC_MAGIC;
+  out->resource = resource;
+  return 0;
+}
+
+SC_API VQRESULT srvspi_SecClose(SecObject *object) {
+  if (!object) return kSecNullPointer;
+  if (!Usable(object->magic, SEC_MAGIC, object->core)) return kSecInvalidHandle;
+  SecExObject ex = AsEx(*object);
+  const VQRESULT closed = srvspi_SecExClose(&ex);
+  if (closed) return closed;
+  object->magic = 0;
+  object->owner = 0;
+  object->core = nullptr;
+  return 0;
+}
+
+SC_API VQRESULT srvspi_SecValidate(SecObject object, uint32_t owner) {
+  if (!Usable(object.magic, SEC_MAGIC, object.core)) return kSecInvalidHandle;
+  return srvspi_SecExValidate(AsEx(object), owner);
+}
+
+SC_API VQRESULT srvspi_SecLock(SecObject object) {
+  if (!Usable(object.magic, SEC_MAGIC, object.core)) return kSecInvalidHandle;
+  return critsec_Enter(object.core->lock);
+}
+
+SC_API VQRESULT srvspi_SecUnlock(SecObject object) {
+  if (!Usable(object.magic, SEC_MAGIC, object.core)) return kSecInvalidHandle;
+  return critsec_Leave(object.core->lock);
+}
+
+SC_API VQRESULT srvspi_SecToBusy(SecObject object) {
+  if (!Usable(object.magic, SEC_MAGIC, object.core)) return kSecInvalidHandle;
+  CoreLock hold(object.core);
+  if (object.core->holders != 0) return kSecHeld;
+  static constexpr uint32_t kFromFree[] = {SEC_STATE_FREE};
+  const VQRESULT changed = srvspi_SecExToState(AsEx(object), kFromFree, 1, SEC_STATE_BUSY, nullptr);
+  if (changed) return changed;
+  ++object.core->holders;
+  return 0;
+}
+
+SC_API VQRESULT srvspi_SecToReadOnly(SecObject object) {
+  if (!Usable(object.magic, SEC_MAGIC, object.core)) return kSecInvalidHandle;
+  CoreLock hold(object.core);
+  uint32_t state = 0;
+  const VQRESULT got = srvspi_SecExGetState(AsEx(object), &state);
+  if (got) return got;
+  if (state == SEC_STATE_BUSY) return kSecHeld;
+  ++object.core->holders;
+  return 0;
+}
+
+SC_API VQRESULT srvspi_SecToFree(SecObject object) {
+  if (!Usable(object.magic, SEC_MAGIC, object.core)) return kSecInvalidHandle;
+  CoreLock hold(object.core);
+  uint32_t state = 0;
+  const VQRESULT got = srvspi_SecExGetState(AsEx(object), &state);
+  if (got) return got;
+  // With no hold outstanding there is nothing to give back; the count must not wrap.
+  if (object.core->holders == 0) return kSecWrongState;
+  if (state == SEC_STATE_BUSY) {
+    static constexpr uint32_t kFromBusy[] = {SEC_STATE_BUSY};
+    const VQRESULT changed =
+        srvspi_SecExToState(AsEx(object), kFromBusy, 1, SEC_STATE_FREE, nullptr);
+    if (changed) return changed;
+  }
+  --object.core->holders;
+  return 0;
+}
+
+SC_API VQRESULT srvspi_SpiGetVersion(uint32_t *version) {
+  if (!version) return kArrayBadArgument;
+  *version = 0x01000003u;
+  return 0;
+}
+
+}  // extern "C"
