@@ -1,0 +1,124 @@
+// Helpers of the data header tests: files made byte by byte, temporary directories, tag trees
+// as short strings, and a system call table with chosen calls failing.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <random>
+#include <string>
+#include <string_view>
+
+#include "foundation/alloc.h"
+#include "platform/syscalls.h"
+#include "sc_hdrpars.h"
+
+namespace hdrtest {
+
+// UTF-16 little-endian bytes of the text.
+inline std::string Le(std::u16string_view text) {
+  std::string bytes;
+  for (char16_t c : text) {
+    bytes.push_back(static_cast<char>(c & 0xFF));
+    bytes.push_back(static_cast<char>(c >> 8));
+  }
+  return bytes;
+}
+
+inline const std::string kBom = "\xFF\xFE";
+
+// A whole file: mark, "<VQS>", the version, HEADER around `body`, then anything in `tail`.
+inline std::string HeaderFile(std::u16string_view body, std::string_view tail = "",
+                              bool bom = true) {
+  return (bom ? kBom : "") + Le(u"<VQS>\r\n<VERSION>VQ_1.0</VERSION>\r\n<HEADER>\r\n") + Le(body) +
+         Le(u"</HEADER>") + std::string(tail);
+}
+
+class TempDir {
+ public:
+  TempDir() {
+    std::random_device seed;
+    path_ = std::filesystem::temp_directory_path() /
+            ("sc_hdr_" + std::to_string(seed()) + "_" + std::to_string(seed()));
+    std::filesystem::create_directories(path_);
+  }
+  ~TempDir() {
+    std::error_code ignored;
+    std::filesystem::remove_all(path_, ignored);
+  }
+  std::string File(const std::string &name) const { return (path_ / name).string(); }
+  std::string Write(const std::string &name, std::string_view bytes) const {
+    const std::string path = File(name);
+    std::ofstream(path, std::ios::binary).write(bytes.data(), std::streamsize(bytes.size()));
+    return path;
+  }
+
+ private:
+  std::filesystem::path path_;
+};
+
+inline std::string ReadBytes(const std::string &path) {
+  std::ifstream in(path, std::ios::binary);
+  return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+}
+
+inline std::string Ascii(const char16_t *text) {
+  std::string out;
+  for (; text && *text; ++text)
+    out.push_back(*text < 0x80 ? static_cast<char>(*text) : '?');
+  return out;
+}
+
+// "P{X=1;Y=2};A=v": names, leaf values, children in braces.
+inline std::string Describe(const Tag *tag) {
+  std::string out;
+  for (; tag; tag = tag->next) {
+    if (!out.empty()) out += ';';
+    out += Ascii(tag->name);
+    out += tag->children ? "{" + Describe(tag->children) + "}" : "=" + Ascii(tag->value);
+  }
+  return out;
+}
+
+// The bytes a mapping shows.
+inline std::string Mapped(const void *data, uint32_t available) {
+  return std::string(static_cast<const char *>(data), available);
+}
+
+// Puts a copy of the real system call table in use for the test's lifetime; the test changes
+// the entries it wants to fail.
+class FaultySyscalls {
+ public:
+  FaultySyscalls() : table_(sc::plat::DefaultSyscalls()) { sc::plat::SetSyscalls(&table_); }
+  ~FaultySyscalls() { sc::plat::SetSyscalls(nullptr); }
+  sc::plat::Syscalls &Table() { return table_; }
+
+ private:
+  sc::plat::Syscalls table_;
+};
+
+// Runs `attempt` with the 1st, 2nd, ... allocation failing until it succeeds. Each failure
+// must give the out-of-memory code and leave no block behind.
+template <class Attempt>
+void ForEachFailingAllocation(Attempt attempt) {
+  constexpr VQRESULT kNoMemory = 0x80220186;
+  for (uint64_t nth = 1;; ++nth) {
+    const int64_t before = sc::testing::LiveBlocks();
+    sc::testing::FailNthAllocation(nth);
+    const VQRESULT result = attempt();
+    const bool failed = sc::testing::AllocationFailed();
+    sc::testing::FailNthAllocation(0);
+    if (!failed) {
+      EXPECT_EQ(result, 0u) << "allocation " << nth;
+      return;
+    }
+    EXPECT_EQ(result, kNoMemory) << "allocation " << nth;
+    EXPECT_EQ(sc::testing::LiveBlocks(), before) << "allocation " << nth;
+    if (result != kNoMemory) return;
+  }
+}
+
+}  // namespace hdrtest
