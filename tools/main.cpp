@@ -15,6 +15,7 @@ struct Command {
 
 constexpr Command kCommands[] = {
     {"error", cli::CmdError, "explain a result code"},
+    {"broker", cli::CmdBroker, "list, resolve and check installed components"},
 };
 
 void Usage(FILE *out) {
