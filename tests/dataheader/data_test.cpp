@@ -37,6 +37,7 @@ const std::string kData =
 const std::u16string kBody =
     u"<NOTE>text that mentions <BINARY DATA></NOTE>\r\n" + Block(u"one", u"           0", u"10") +
     Block(u"two", u"10", u"          50") + Block(u"far", u"500", u"4") +
+    Block(u"huge", u"0", u"2000000000") +
     u"<DATABLOCK><BROKERSTRING>nooffset</BROKERSTRING><SIZE>1</SIZE></DATABLOCK>"
     u"<DATABLOCK><BROKERSTRING>nosize</BROKERSTRING><OFFSET>1</OFFSET></DATABLOCK>"
     u"<DATABLOCK><SIZE>1</SIZE></DATABLOCK>"
@@ -86,10 +87,19 @@ TEST_F(DataTest, BlocksCountFromTheFirstByteAfterBinaryData) {
   ASSERT_EQ(hdrpars_DataMap(far->source, 0, 4, &data, &available), 0u);
   EXPECT_EQ(available, 0u);
 
+  // A block whose size claims far more than the file holds maps what is there.
+  DataBlock *huge = nullptr;
+  ASSERT_EQ(hdrpars_OpenData(u"huge", structure, &huge), 0u);
+  const void *all = nullptr;
+  ASSERT_EQ(hdrpars_DataMap(huge->source, 0, -1, &all, &available), 0u);
+  EXPECT_EQ(Mapped(all, available), kData.substr(0, 60) + Le(u"</BINARYDATA>"));
+  EXPECT_EQ(hdrpars_DataUnMap(huge->source, all), 0u);
+
   // A block still mapped cannot close; deleting the structure leaves its source open so that
   // the mapping stays readable.
   EXPECT_EQ(hdrpars_CloseData(far, structure), kStillMapped);
   EXPECT_EQ(structure->dataBlocks->next->next, far);
+  EXPECT_EQ(far->next, huge);
   EXPECT_EQ(hdrpars_CloseData(one, structure), 0u);
   EXPECT_EQ(hdrpars_CloseData(one, structure), kBlockNotFound);
   EXPECT_EQ(structure->dataBlocks, two);
