@@ -233,7 +233,7 @@ uint32_t ReadValue(plat::TextFile *file, uint32_t width, bool isSigned) {
     anyDigit = true;
     value = ((value << 4) | static_cast<uint32_t>(digit)) & mask;
   }
-  return negative ? (0u - value) & mask : value;
+  return negative ? 0u - value : value;  // stored to the width by the caller
 }
 
 }  // namespace
