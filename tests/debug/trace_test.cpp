@@ -5,6 +5,7 @@
 #include "debug/config.h"
 #include "dbg_fixture.h"
 #include "foundation/alloc.h"
+#include "test_util.h"
 
 namespace {
 
@@ -206,6 +207,7 @@ TEST_F(DbgTraceTest, LongLinesComeOutWhole) {
   const std::string prefix = " Fn:" + function + " ";
   ASSERT_EQ(prefix.size(), 1023u);
   const int64_t blocks = sc::testing::LiveBlocks();
+  const sctest::AllocationFailureGuard guard;
 
   StartLogging("full", "FUNC");
   sc::testing::FailNthAllocation(1, true);
@@ -252,6 +254,7 @@ TEST_F(DbgTraceTest, LinesFromSeveralThreadsNeverMix) {
 TEST_F(DbgTraceTest, ModuleListsSurviveAllocationFailures) {
   Set("VQ_MODULES", "EDCTSPI");
   Set("VQ_SUBMODULES", "DctStrm");
+  const sctest::AllocationFailureGuard guard;
   const int64_t blocks = sc::testing::LiveBlocks();
   for (uint64_t nth = 1;; ++nth) {
     sc::testing::FailNthAllocation(nth);
