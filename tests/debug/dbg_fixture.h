@@ -14,10 +14,6 @@
 
 class DbgTest : public ::testing::Test {
  protected:
-  static constexpr const char *kVariables[] = {"VQ_TRACELEVEL", "VQ_TRACEINFO",  "VQ_LOGFILE",
-                                               "VQ_MODULES",    "VQ_SUBMODULES", "VQ_OUTPATH",
-                                               "VQ_INPATH"};
-
   void SetUp() override {
     Reset();
     std::string pattern = (std::filesystem::temp_directory_path() / "dbgtestXXXXXX").string();
@@ -31,16 +27,20 @@ class DbgTest : public ::testing::Test {
   static void Reset() {
     dbg_Terminate();
     dbg_TraceEnable();
-    for (const char *name : kVariables)
+    for (const char *name : {"VQ_TRACELEVEL", "VQ_TRACEINFO", "VQ_LOGFILE", "VQ_MODULES",
+                             "VQ_SUBMODULES", "VQ_OUTPATH", "VQ_INPATH"})
       unsetenv(name);
   }
 
+  // Null unsets the variable.
+  static void Set(const char *name, const char *value) {
+    value ? setenv(name, value, 1) : unsetenv(name);
+  }
+  static void Set(const char *name, const std::string &value) { Set(name, value.c_str()); }
   std::string Path(const std::string &name) const { return dir_ + "/" + name; }
-  static void Set(const char *name, const std::string &value) { setenv(name, value.c_str(), 1); }
   static std::string Read(const std::string &path) {
-    std::ifstream in(path, std::ios::binary);
     std::ostringstream text;
-    text << in.rdbuf();
+    text << std::ifstream(path, std::ios::binary).rdbuf();
     return text.str();
   }
   static void Write(const std::string &path, const std::string &text) {
@@ -48,17 +48,11 @@ class DbgTest : public ::testing::Test {
   }
   static bool Exists(const std::string &path) { return std::filesystem::exists(path); }
 
-  // Starts with a log file and the given trace variables; null leaves a variable unset.
+  // Starts afresh with a log file and the given level and field variables.
   void StartLogging(const char *level, const char *info) {
     dbg_Terminate();
-    if (level)
-      Set("VQ_TRACELEVEL", level);
-    else
-      unsetenv("VQ_TRACELEVEL");
-    if (info)
-      Set("VQ_TRACEINFO", info);
-    else
-      unsetenv("VQ_TRACEINFO");
+    Set("VQ_TRACELEVEL", level);
+    Set("VQ_TRACEINFO", info);
     Set("VQ_LOGFILE", Log());
     ASSERT_EQ(dbg_Init(0, nullptr, 0, nullptr), DBG_INIT_OK);
   }
