@@ -119,5 +119,3 @@ BENCHMARK(BM_Peer_FreadWholeFile)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_Library_ReadHeaderOnly)->Unit(benchmark::kMillisecond);
 
 }  // namespace
-
-BENCHMARK_MAIN();

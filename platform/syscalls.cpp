@@ -32,12 +32,8 @@ int RealError(File *file) {
 size_t RealWrite(const void *bytes, size_t size, File *file) {
   return std::fwrite(bytes, 1, size, AsStdio(file));
 }
-int RealRemove(const char *path) {
-  return std::remove(path);
-}
 
-constexpr Syscalls kReal{RealOpen, RealClose, RealSeek,  RealTell,
-                         RealRead, RealError, RealWrite, RealRemove};
+constexpr Syscalls kReal{RealOpen, RealClose, RealSeek, RealTell, RealRead, RealError, RealWrite};
 
 std::atomic<const Syscalls *> g_current{&kReal};
 

@@ -6,6 +6,7 @@
 #include "dataheader/tree.h"
 #include "dataheader/wide_text.h"
 #include "fixtures.h"
+#include "test_util.h"
 
 namespace {
 
@@ -19,6 +20,7 @@ constexpr VQRESULT kNoBinaryData = 0x80220109;
 constexpr VQRESULT kStillMapped = 0x8022010A;
 constexpr VQRESULT kBadState = 0x80220180;
 constexpr VQRESULT kMissingArgument = 0x80220182;
+constexpr VQRESULT kNoMemory = 0x80220186;
 constexpr VQRESULT kCannotOpen = 0x8022018B;
 constexpr VQRESULT kReadError = 0x8022018D;
 
@@ -186,20 +188,14 @@ TEST_F(DataTest, PathsTheSystemRefusesOrThatHaveNoByteForm) {
 TEST_F(DataTest, OutOfMemoryOpensNothing) {
   FileStructure *structure = ReadFile(kFile);
   DataBlock *block = nullptr;
-  hdrtest::ForEachFailingAllocation(
-      [&] { return hdrpars_OpenData(u"two", structure, &block); },
-      [&](VQRESULT result) {
-        if (result) {
-          EXPECT_EQ(structure->dataBlocks, nullptr);
-          return;
-        }
-        const void *data = nullptr;
-        uint32_t available = 0;
-        EXPECT_EQ(hdrpars_DataMap(block->source, 0, -1, &data, &available), 0u);
-        EXPECT_EQ(Mapped(data, available), kData.substr(10, 50));
-        hdrpars_DataUnMap(block->source, data);
-        EXPECT_EQ(hdrpars_CloseData(block, structure), 0u);
-      });
+  sctest::ForEachAllocationFailure([&] { return hdrpars_OpenData(u"two", structure, &block); },
+                                   kNoMemory, [&] { EXPECT_EQ(structure->dataBlocks, nullptr); });
+  const void *data = nullptr;
+  uint32_t available = 0;
+  EXPECT_EQ(hdrpars_DataMap(block->source, 0, -1, &data, &available), 0u);
+  EXPECT_EQ(Mapped(data, available), kData.substr(10, 50));
+  hdrpars_DataUnMap(block->source, data);
+  EXPECT_EQ(hdrpars_CloseData(block, structure), 0u);
   hdrpars_DeleteFileStructure(structure);
 }
 

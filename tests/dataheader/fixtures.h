@@ -100,32 +100,4 @@ class FaultySyscalls {
   sc::plat::Syscalls table_;
 };
 
-// Runs `attempt` with the 1st, 2nd, ... allocation failing until it succeeds. Each failure
-// must give the out-of-memory code and leave no block behind once `after` (which sees the
-// result, with allocations working again) has checked and released what it wants.
-template <class Attempt, class After>
-void ForEachFailingAllocation(Attempt attempt, After after) {
-  constexpr VQRESULT kNoMemory = 0x80220186;
-  for (uint64_t nth = 1;; ++nth) {
-    const int64_t before = sc::testing::LiveBlocks();
-    sc::testing::FailNthAllocation(nth);
-    const VQRESULT result = attempt();
-    const bool failed = sc::testing::AllocationFailed();
-    sc::testing::FailNthAllocation(0);
-    after(result);
-    if (!failed) {
-      EXPECT_EQ(result, 0u) << "allocation " << nth;
-      return;
-    }
-    EXPECT_EQ(result, kNoMemory) << "allocation " << nth;
-    EXPECT_EQ(sc::testing::LiveBlocks(), before) << "allocation " << nth;
-    if (result != kNoMemory) return;
-  }
-}
-
-template <class Attempt>
-void ForEachFailingAllocation(Attempt attempt) {
-  ForEachFailingAllocation(attempt, [](VQRESULT) {});
-}
-
 }  // namespace hdrtest

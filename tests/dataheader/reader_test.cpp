@@ -4,6 +4,7 @@
 #include <string>
 
 #include "fixtures.h"
+#include "test_util.h"
 
 namespace {
 
@@ -13,6 +14,7 @@ using hdrtest::Le;
 
 constexpr VQRESULT kWrongFormat = 0x80220102;
 constexpr VQRESULT kMissingArgument = 0x80220182;
+constexpr VQRESULT kNoMemory = 0x80220186;
 constexpr VQRESULT kCannotOpen = 0x8022018B;
 constexpr VQRESULT kReadError = 0x8022018D;
 
@@ -147,17 +149,19 @@ TEST_F(ReaderTest, FailuresOutsideTheText) {
 TEST_F(ReaderTest, OutOfMemoryReleasesThePartialTree) {
   const std::string path =
       dir_.Write("h", HeaderFile(u"<A>1</A><P><X>1</X><Y><Z>2</Z></Y></P><B>3</B>"));
-  hdrtest::ForEachFailingAllocation([&] {
-    FileStructure *structure = nullptr;
-    const VQRESULT result = hdrpars_ReadFileHeader(path.c_str(), &structure);
-    if (result) {
-      EXPECT_EQ(structure, nullptr);
-    } else {
-      EXPECT_EQ(Describe(structure->tags), "A=1;P{X=1;Y{Z=2}};B=3");
-    }
-    hdrpars_DeleteFileStructure(structure);
-    return result;
-  });
+  sctest::ForEachAllocationFailure(
+      [&]() -> VQRESULT {
+        FileStructure *structure = nullptr;
+        const VQRESULT result = hdrpars_ReadFileHeader(path.c_str(), &structure);
+        if (result) {
+          EXPECT_EQ(structure, nullptr);
+        } else {
+          EXPECT_EQ(Describe(structure->tags), "A=1;P{X=1;Y{Z=2}};B=3");
+        }
+        hdrpars_DeleteFileStructure(structure);
+        return result;
+      },
+      kNoMemory);
 }
 
 TEST_F(ReaderTest, FindTagSearchesOneLevel) {

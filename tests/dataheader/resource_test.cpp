@@ -4,6 +4,7 @@
 #include <string>
 
 #include "fixtures.h"
+#include "test_util.h"
 
 namespace {
 
@@ -176,35 +177,39 @@ TEST_F(ResourceTest, ArgumentsAndKinds) {
 TEST_F(ResourceTest, OutOfMemoryLeavesNothingBehind) {
   const std::string path = dir_.Write("f", Pattern(8000));
   const std::string bytes = Pattern(300);
-  hdrtest::ForEachFailingAllocation([&] {
-    ParserResource *resource = nullptr;
-    VQRESULT result =
-        hdrpars_OpenResource(bytes.data(), 0, 300, PARSER_RESOURCE_MEMORY, 0, &resource);
-    if (!result) hdrpars_CloseResource(resource);
-    return result;
-  });
+  sctest::ForEachAllocationFailure(
+      [&]() -> VQRESULT {
+        ParserResource *resource = nullptr;
+        VQRESULT result =
+            hdrpars_OpenResource(bytes.data(), 0, 300, PARSER_RESOURCE_MEMORY, 0, &resource);
+        if (!result) hdrpars_CloseResource(resource);
+        return result;
+      },
+      kNoMemory);
   // Opening, then mapping so that a window with mappings must be retired.
-  hdrtest::ForEachFailingAllocation([&] {
-    ParserResource *resource = nullptr;
-    VQRESULT result =
-        hdrpars_OpenResource(path.c_str(), 0, 0xFFFFFFFF, PARSER_RESOURCE_FILE, 0, &resource);
-    if (result) return result;
-    Map first = MapRange(resource, 0, 10);
-    Map second{kBadState, nullptr, 0};
-    if (!first.result) {
-      second = MapRange(resource, 4000, 10);
-      if (second.result) {
-        // The failed mapping changed nothing: the first is intact and another one works.
-        EXPECT_EQ(second.data, nullptr);
-        EXPECT_EQ(Mapped(first.data, 10), Pattern(10));
-      }
-    }
-    result = first.result ? first.result : second.result;
-    hdrpars_DataUnMap(resource, first.data);
-    hdrpars_DataUnMap(resource, second.data);
-    EXPECT_EQ(hdrpars_CloseResource(resource), 0u);
-    return result;
-  });
+  sctest::ForEachAllocationFailure(
+      [&]() -> VQRESULT {
+        ParserResource *resource = nullptr;
+        VQRESULT result =
+            hdrpars_OpenResource(path.c_str(), 0, 0xFFFFFFFF, PARSER_RESOURCE_FILE, 0, &resource);
+        if (result) return result;
+        Map first = MapRange(resource, 0, 10);
+        Map second{kBadState, nullptr, 0};
+        if (!first.result) {
+          second = MapRange(resource, 4000, 10);
+          if (second.result) {
+            // The failed mapping changed nothing: the first is intact and another one works.
+            EXPECT_EQ(second.data, nullptr);
+            EXPECT_EQ(Mapped(first.data, 10), Pattern(10));
+          }
+        }
+        result = first.result ? first.result : second.result;
+        hdrpars_DataUnMap(resource, first.data);
+        hdrpars_DataUnMap(resource, second.data);
+        EXPECT_EQ(hdrpars_CloseResource(resource), 0u);
+        return result;
+      },
+      kNoMemory);
 }
 
 TEST_F(ResourceTest, ReadAndSeekFailuresMapNothing) {

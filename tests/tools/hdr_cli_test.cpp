@@ -1,32 +1,21 @@
 // The hdr subcommands of the speechcommon tool, run as a user would run them.
 #include <gtest/gtest.h>
-#include <sys/wait.h>
 
-#include <cstdlib>
 #include <string>
+#include <vector>
 
 #include "dataheader/fixtures.h"
+#include "tools/run_tool.h"
 
 namespace {
 
 using hdrtest::Le;
-
-struct Outcome {
-  int status;
-  std::string out;
-  std::string err;
-};
+using sctest::RunTool;
+using Args = std::vector<std::string>;
 
 class HdrCliTest : public ::testing::Test {
  protected:
-  Outcome Tool(const std::string &arguments) {
-    const std::string command = std::string("'") + SC_CLI + "' " + arguments + " >'" +
-                                dir_.File("stdout") + "' 2>'" + dir_.File("stderr") + "'";
-    const int raw = std::system(command.c_str());
-    return Outcome{WIFEXITED(raw) ? WEXITSTATUS(raw) : -1, hdrtest::ReadBytes(dir_.File("stdout")),
-                   hdrtest::ReadBytes(dir_.File("stderr"))};
-  }
-  std::string Path(const std::string &name) { return "'" + dir_.File(name) + "'"; }
+  std::string Path(const std::string &name) { return dir_.File(name); }
   hdrtest::TempDir dir_;
 };
 
@@ -36,16 +25,34 @@ TEST_F(HdrCliTest, PackShowExtract) {
     model[i] = static_cast<char>(i * 31 % 251);
   dir_.Write("model.bin", model);
   dir_.Write("small.bin", "tiny");
-  Outcome run = Tool("hdr pack " + Path("voice.hdr") +
-                     " -t COMPTYPE=ADDON --tag 'BROKERSTRING=voice/en' -t INFO/LANGUAGE=en-US"
-                     " -t INFO/GENDER=' female ' -b DATABLOCK -t BROKERSTRING=model -t NOTE=v2 -e"
-                     " -d model=" +
-                     Path("model.bin") + " --data small=" + Path("small.bin"));
+  const std::string file = Path("voice.hdr");
+  auto run = RunTool({"hdr",
+                      "pack",
+                      file,
+                      "-t",
+                      "COMPTYPE=ADDON",
+                      "--tag",
+                      "BROKERSTRING=voice/en",
+                      "-t",
+                      "INFO/LANGUAGE=en-US",
+                      "-t",
+                      "INFO/GENDER= female ",
+                      "-b",
+                      "DATABLOCK",
+                      "-t",
+                      "BROKERSTRING=model",
+                      "-t",
+                      "NOTE=v2",
+                      "-e",
+                      "-d",
+                      "model=" + Path("model.bin"),
+                      "--data",
+                      "small=" + Path("small.bin")});
   ASSERT_EQ(run.status, 0) << run.err;
 
-  run = Tool("hdr show " + Path("voice.hdr"));
+  run = RunTool({"hdr", "show", file});
   EXPECT_EQ(run.status, 0) << run.err;
-  EXPECT_EQ(run.out, dir_.File("voice.hdr") +
+  EXPECT_EQ(run.out, file +
                          "\nCOMPTYPE: ADDON\nBROKERSTRING: voice/en\nINFO\n...LANGUAGE: en-US\n"
                          "...GENDER: female\nDATABLOCK\n...BROKERSTRING: model\n...NOTE: v2\n"
                          "...SIZE: 70000\n...OFFSET: 0\nDATABLOCK\n...BROKERSTRING: small\n"
@@ -53,23 +60,24 @@ TEST_F(HdrCliTest, PackShowExtract) {
                          "  model        offset 0          size 70000\n"
                          "  small        offset 70000      size 4\n");
 
-  EXPECT_EQ(Tool("hdr extract " + Path("voice.hdr") + " model -o " + Path("m.out")).status, 0);
-  EXPECT_EQ(hdrtest::ReadBytes(dir_.File("m.out")), model);
-  run = Tool("hdr extract " + Path("voice.hdr") + " small");
+  EXPECT_EQ(RunTool({"hdr", "extract", file, "model", "-o", Path("m.out")}).status, 0);
+  EXPECT_EQ(hdrtest::ReadBytes(Path("m.out")), model);
+  run = RunTool({"hdr", "extract", file, "small"});
   EXPECT_EQ(run.status, 0);
   EXPECT_EQ(run.out, "tiny");
 }
 
 TEST_F(HdrCliTest, FileWrittenByHand) {
   // Block "good" is whole; "cut" claims more bytes than the file holds.
-  dir_.Write("hand.hdr",
-             hdrtest::HeaderFile(u"<NAME>engine</NAME><DATABLOCK><BROKERSTRING>good</BROKERSTRING>"
-                                 u"<OFFSET>2</OFFSET><SIZE>3</SIZE></DATABLOCK><DATABLOCK>"
-                                 u"<BROKERSTRING>cut</BROKERSTRING><OFFSET>0</OFFSET>"
-                                 u"<SIZE>100</SIZE></DATABLOCK><DATABLOCK><SIZE>1</SIZE>"
-                                 u"</DATABLOCK>",
-                                 Le(u"<BINARYDATA>") + "abcdefg"));
-  Outcome run = Tool("hdr show " + Path("hand.hdr"));
+  const std::string file = dir_.Write(
+      "hand.hdr",
+      hdrtest::HeaderFile(u"<NAME>engine</NAME><DATABLOCK><BROKERSTRING>good</BROKERSTRING>"
+                          u"<OFFSET>2</OFFSET><SIZE>3</SIZE></DATABLOCK><DATABLOCK>"
+                          u"<BROKERSTRING>cut</BROKERSTRING><OFFSET>0</OFFSET>"
+                          u"<SIZE>100</SIZE></DATABLOCK><DATABLOCK><SIZE>1</SIZE>"
+                          u"</DATABLOCK>",
+                          Le(u"<BINARYDATA>") + "abcdefg"));
+  auto run = RunTool({"hdr", "show", file});
   EXPECT_EQ(run.status, 1);
   EXPECT_NE(run.out.find("NAME: engine\nDATABLOCK\n...BROKERSTRING: good\n"), std::string::npos);
   EXPECT_NE(run.out.find("  good         offset 2          size 3\n"), std::string::npos);
@@ -79,48 +87,53 @@ TEST_F(HdrCliTest, FileWrittenByHand) {
       << run.out;
   EXPECT_NE(run.out.find("(a DATABLOCK without BROKERSTRING)"), std::string::npos);
 
-  run = Tool("hdr extract " + Path("hand.hdr") + " good");
+  run = RunTool({"hdr", "extract", file, "good"});
   EXPECT_EQ(run.status, 0);
   EXPECT_EQ(run.out, "cde");
-  run = Tool("hdr extract " + Path("hand.hdr") + " cut -o " + Path("cut.out"));
+  run = RunTool({"hdr", "extract", file, "cut", "-o", Path("cut.out")});
   EXPECT_EQ(run.status, 1);
   EXPECT_NE(run.err.find("holds 100 bytes, the file only 7"), std::string::npos) << run.err;
-  EXPECT_FALSE(std::filesystem::exists(dir_.File("cut.out")));
-  run = Tool("hdr extract " + Path("hand.hdr") + " other");
+  EXPECT_FALSE(std::filesystem::exists(Path("cut.out")));
+  run = RunTool({"hdr", "extract", file, "other"});
   EXPECT_EQ(run.status, 1);
   EXPECT_NE(run.err.find("TAG MISSING IN DATABLOCK (0x80220105)"), std::string::npos) << run.err;
 }
 
 TEST_F(HdrCliTest, RefusalsAndUsage) {
-  Outcome run = Tool("hdr show " + Path("missing.hdr"));
+  auto run = RunTool({"hdr", "show", Path("missing.hdr")});
   EXPECT_EQ(run.status, 1);
   EXPECT_NE(run.err.find("missing.hdr: error opening file (0x8022018B)"), std::string::npos)
       << run.err;
-  dir_.Write("bad.hdr", "not a header");
-  run = Tool("hdr show " + Path("bad.hdr"));
+  run = RunTool({"hdr", "show", dir_.Write("bad.hdr", "not a header")});
   EXPECT_EQ(run.status, 1);
   EXPECT_NE(run.err.find("WRONG FILE FORMAT (0x80220102)"), std::string::npos) << run.err;
 
   // Values that would read back differently, and elements with a value and children.
-  for (const char *elements : {"-t 'A=<X>1</X>'", "-t 'A=x</A>y'", "-t A=1 -t A/B=2"}) {
-    run = Tool("hdr pack " + Path("out.hdr") + " " + elements);
-    EXPECT_EQ(run.status, 1) << elements;
-    EXPECT_FALSE(std::filesystem::exists(dir_.File("out.hdr"))) << elements;
+  const std::string out = Path("out.hdr");
+  for (const Args &elements :
+       {Args{"-t", "A=<X>1</X>"}, Args{"-t", "A=x</A>y"}, Args{"-t", "A=1", "-t", "A/B=2"}}) {
+    Args args{"hdr", "pack", out};
+    args.insert(args.end(), elements.begin(), elements.end());
+    run = RunTool(args);
+    EXPECT_EQ(run.status, 1) << elements[1];
+    EXPECT_FALSE(std::filesystem::exists(out)) << elements[1];
   }
-  dir_.Write("d.bin", "x");
-  run = Tool("hdr pack " + Path("d.bin") + " -d d=" + Path("d.bin"));
+  const std::string data = dir_.Write("d.bin", "x");
+  run = RunTool({"hdr", "pack", data, "-d", "d=" + data});
   EXPECT_EQ(run.status, 1);
-  EXPECT_EQ(hdrtest::ReadBytes(dir_.File("d.bin")), "x");
+  EXPECT_EQ(hdrtest::ReadBytes(data), "x");
 
-  for (const char *arguments :
-       {"hdr", "hdr show", "hdr frobnicate", "hdr pack o.hdr -t NOVALUE", "hdr pack o.hdr -b A",
-        "hdr pack o.hdr -e", "hdr pack o.hdr -t A/=1", "hdr pack o.hdr -t 'A>B=1'",
-        "hdr pack o.hdr -d x", "hdr pack o.hdr --bogus", "hdr extract f.hdr"}) {
-    run = Tool(arguments);
-    EXPECT_EQ(run.status, 2) << arguments;
-    EXPECT_NE(run.err.find("usage: speechcommon hdr"), std::string::npos) << arguments;
+  for (const Args &args :
+       {Args{"hdr"}, Args{"hdr", "show"}, Args{"hdr", "frobnicate"},
+        Args{"hdr", "pack", out, "-t", "NOVALUE"}, Args{"hdr", "pack", out, "-b", "A"},
+        Args{"hdr", "pack", out, "-e"}, Args{"hdr", "pack", out, "-t", "A/=1"},
+        Args{"hdr", "pack", out, "-t", "A>B=1"}, Args{"hdr", "pack", out, "-d", "x"},
+        Args{"hdr", "pack", out, "--bogus"}, Args{"hdr", "extract", out}}) {
+    run = RunTool(args);
+    EXPECT_EQ(run.status, 2) << args.back();
+    EXPECT_NE(run.err.find("usage: speechcommon hdr"), std::string::npos) << args.back();
   }
-  run = Tool("hdr --help");
+  run = RunTool({"hdr", "--help"});
   EXPECT_EQ(run.status, 0);
   EXPECT_NE(run.out.find("--tag PATH=VALUE"), std::string::npos);
 }
