@@ -29,6 +29,11 @@ class ResourceChars {
   }
   VQRESULT Status() const { return status_; }
 
+  // The first index at or after `from` that holds c; false when the source ends first.
+  bool Seek(uint64_t from, char16_t c, uint64_t &at);
+  // Copies up to `count` characters from `from` on; returns how many the source held.
+  uint64_t Copy(uint64_t from, uint64_t count, char16_t *out);
+
  private:
   bool Load(uint64_t index, char16_t &c);
   void Release();
@@ -61,6 +66,25 @@ template <class Source>
 VQRESULT FindText(Source &source, std::u16string_view pattern, uint64_t from, uint64_t &at) {
   for (uint64_t p = from;; ++p) {
     size_t k = 0;
+    char16_t c;
+    for (; k < pattern.size(); ++k) {
+      if (!source.At(p + k, c)) return source.Status() ? source.Status() : code::kHdrWrongFormat;
+      if (c != pattern[k]) break;
+    }
+    if (k == pattern.size()) {
+      at = p;
+      return 0;
+    }
+  }
+}
+
+// Over a resource, candidates are found a mapped chunk at a time.
+inline VQRESULT FindText(ResourceChars &source, std::u16string_view pattern, uint64_t from,
+                         uint64_t &at) {
+  for (uint64_t p = from;; ++p) {
+    if (!source.Seek(p, pattern[0], p))
+      return source.Status() ? source.Status() : code::kHdrWrongFormat;
+    size_t k = 1;
     char16_t c;
     for (; k < pattern.size(); ++k) {
       if (!source.At(p + k, c)) return source.Status() ? source.Status() : code::kHdrWrongFormat;

@@ -88,11 +88,9 @@ char16_t *CopySpan(ResourceChars &source, Span span) {
   if (length >= SIZE_MAX / sizeof(char16_t)) return nullptr;
   auto *copy = static_cast<char16_t *>(sc::RawAlloc((length + 1) * sizeof(char16_t)));
   if (!copy) return nullptr;
-  for (uint64_t k = 0; k < length; ++k) {
-    if (!source.At(span.begin + k, copy[k])) {
-      sc::RawFree(copy);
-      return nullptr;
-    }
+  if (source.Copy(span.begin, length, copy) != length) {
+    sc::RawFree(copy);
+    return nullptr;
   }
   copy[length] = 0;
   return copy;
