@@ -4,13 +4,11 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdint>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <random>
 #include <string>
-#include <string_view>
 
 #include "foundation/alloc.h"
 #include "platform/syscalls.h"
@@ -21,39 +19,31 @@ namespace hdrtest {
 // UTF-16 little-endian bytes of the text.
 inline std::string Le(std::u16string_view text) {
   std::string bytes;
-  for (char16_t c : text) {
-    bytes.push_back(static_cast<char>(c & 0xFF));
-    bytes.push_back(static_cast<char>(c >> 8));
-  }
+  for (char16_t c : text)
+    bytes += {static_cast<char>(c & 0xFF), static_cast<char>(c >> 8)};
   return bytes;
 }
 
 inline const std::string kBom = "\xFF\xFE";
 
-// A whole file: mark, "<VQS>", the version, HEADER around `body`, then anything in `tail`.
-inline std::string HeaderFile(std::u16string_view body, std::string_view tail = "",
-                              bool bom = true) {
-  return (bom ? kBom : "") + Le(u"<VQS>\r\n<VERSION>VQ_1.0</VERSION>\r\n<HEADER>\r\n") + Le(body) +
+// A whole file: mark, "<VQS>", the version, HEADER around `body`, then `tail`.
+inline std::string HeaderFile(std::u16string_view body, std::string_view tail = "") {
+  return kBom + Le(u"<VQS>\r\n<VERSION>VQ_1.0</VERSION>\r\n<HEADER>\r\n") + Le(body) +
          Le(u"</HEADER>") + std::string(tail);
 }
 
 class TempDir {
  public:
   TempDir() {
-    std::random_device seed;
     path_ = std::filesystem::temp_directory_path() /
-            ("sc_hdr_" + std::to_string(seed()) + "_" + std::to_string(seed()));
+            ("sc_hdr_" + std::to_string(std::random_device{}()) + std::to_string(time(nullptr)));
     std::filesystem::create_directories(path_);
   }
-  ~TempDir() {
-    std::error_code ignored;
-    std::filesystem::remove_all(path_, ignored);
-  }
+  ~TempDir() { std::filesystem::remove_all(path_); }
   std::string File(const std::string &name) const { return (path_ / name).string(); }
   std::string Write(const std::string &name, std::string_view bytes) const {
-    const std::string path = File(name);
-    std::ofstream(path, std::ios::binary).write(bytes.data(), std::streamsize(bytes.size()));
-    return path;
+    std::ofstream(File(name), std::ios::binary).write(bytes.data(), std::streamsize(bytes.size()));
+    return File(name);
   }
 
  private:
@@ -68,33 +58,35 @@ inline std::string ReadBytes(const std::string &path) {
 inline std::string Ascii(const char16_t *text) {
   std::string out;
   for (; text && *text; ++text)
-    out.push_back(*text < 0x80 ? static_cast<char>(*text) : '?');
+    out += *text < 0x80 ? static_cast<char>(*text) : '?';
   return out;
 }
 
 // "P{X=1;Y=2};A=v": names, leaf values, children in braces.
 inline std::string Describe(const Tag *tag) {
   std::string out;
-  for (; tag; tag = tag->next) {
-    if (!out.empty()) out += ';';
-    out += Ascii(tag->name);
-    out += tag->children ? "{" + Describe(tag->children) + "}" : "=" + Ascii(tag->value);
-  }
+  for (; tag; tag = tag->next)
+    out += (out.empty() ? "" : ";") + Ascii(tag->name) +
+           (tag->children ? "{" + Describe(tag->children) + "}" : "=" + Ascii(tag->value));
   return out;
 }
 
-// The bytes a mapping shows.
 inline std::string Mapped(const void *data, uint32_t available) {
-  return std::string(static_cast<const char *>(data), available);
+  return data ? std::string(static_cast<const char *>(data), available) : "<null>";
 }
 
-// Puts a copy of the real system call table in use for the test's lifetime; the test changes
+// A copy of the real system call table, in use for the object's lifetime; the test changes
 // the entries it wants to fail.
 class FaultySyscalls {
  public:
   FaultySyscalls() : table_(sc::plat::DefaultSyscalls()) { sc::plat::SetSyscalls(&table_); }
   ~FaultySyscalls() { sc::plat::SetSyscalls(nullptr); }
   sc::plat::Syscalls &Table() { return table_; }
+  // Reads that fail with an error.
+  void FailReads() {
+    table_.read = [](void *, size_t, sc::plat::File *) -> size_t { return 0; };
+    table_.error = [](sc::plat::File *) { return 1; };
+  }
 
  private:
   sc::plat::Syscalls table_;

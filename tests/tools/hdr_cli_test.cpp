@@ -86,7 +86,6 @@ TEST_F(HdrCliTest, FileWrittenByHand) {
             std::string::npos)
       << run.out;
   EXPECT_NE(run.out.find("(a DATABLOCK without BROKERSTRING)"), std::string::npos);
-
   run = RunTool({"hdr", "extract", file, "good"});
   EXPECT_EQ(run.status, 0);
   EXPECT_EQ(run.out, "cde");
@@ -100,42 +99,30 @@ TEST_F(HdrCliTest, FileWrittenByHand) {
 }
 
 TEST_F(HdrCliTest, RefusalsAndUsage) {
-  auto run = RunTool({"hdr", "show", Path("missing.hdr")});
+  auto run = RunTool({"hdr", "show", dir_.Write("bad.hdr", "not a header")});
   EXPECT_EQ(run.status, 1);
-  EXPECT_NE(run.err.find("missing.hdr: error opening file (0x8022018B)"), std::string::npos)
-      << run.err;
-  run = RunTool({"hdr", "show", dir_.Write("bad.hdr", "not a header")});
-  EXPECT_EQ(run.status, 1);
-  EXPECT_NE(run.err.find("WRONG FILE FORMAT (0x80220102)"), std::string::npos) << run.err;
+  EXPECT_NE(run.err.find("bad.hdr: WRONG FILE FORMAT (0x80220102)"), std::string::npos) << run.err;
 
-  // Values that would read back differently, and elements with a value and children.
+  // Values that would read back differently, an element with a value and children, and a
+  // data file that is also the output: nothing is left behind or overwritten.
   const std::string out = Path("out.hdr");
-  for (const Args &elements :
-       {Args{"-t", "A=<X>1</X>"}, Args{"-t", "A=x</A>y"}, Args{"-t", "A=1", "-t", "A/B=2"}}) {
+  const std::string data = dir_.Write("d.bin", "x");
+  for (const Args &elements : {Args{"-t", "A=x</A>y"}, Args{"-t", "A=1", "-t", "A/B=2"}}) {
     Args args{"hdr", "pack", out};
     args.insert(args.end(), elements.begin(), elements.end());
-    run = RunTool(args);
-    EXPECT_EQ(run.status, 1) << elements[1];
+    EXPECT_EQ(RunTool(args).status, 1) << elements[1];
     EXPECT_FALSE(std::filesystem::exists(out)) << elements[1];
   }
-  const std::string data = dir_.Write("d.bin", "x");
-  run = RunTool({"hdr", "pack", data, "-d", "d=" + data});
-  EXPECT_EQ(run.status, 1);
+  EXPECT_EQ(RunTool({"hdr", "pack", data, "-d", "d=" + data}).status, 1);
   EXPECT_EQ(hdrtest::ReadBytes(data), "x");
 
-  for (const Args &args :
-       {Args{"hdr"}, Args{"hdr", "show"}, Args{"hdr", "frobnicate"},
-        Args{"hdr", "pack", out, "-t", "NOVALUE"}, Args{"hdr", "pack", out, "-b", "A"},
-        Args{"hdr", "pack", out, "-e"}, Args{"hdr", "pack", out, "-t", "A/=1"},
-        Args{"hdr", "pack", out, "-t", "A>B=1"}, Args{"hdr", "pack", out, "-d", "x"},
-        Args{"hdr", "pack", out, "--bogus"}, Args{"hdr", "extract", out}}) {
+  for (const Args &args : {Args{"hdr", "frobnicate"}, Args{"hdr", "pack", out, "-t", "NOVALUE"},
+                           Args{"hdr", "pack", out, "-b", "A"}, Args{"hdr", "pack", out, "-e"},
+                           Args{"hdr", "pack", out, "-t", "A/=1"}, Args{"hdr", "extract", out}}) {
     run = RunTool(args);
     EXPECT_EQ(run.status, 2) << args.back();
     EXPECT_NE(run.err.find("usage: speechcommon hdr"), std::string::npos) << args.back();
   }
-  run = RunTool({"hdr", "--help"});
-  EXPECT_EQ(run.status, 0);
-  EXPECT_NE(run.out.find("--tag PATH=VALUE"), std::string::npos);
 }
 
 }  // namespace
