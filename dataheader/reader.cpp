@@ -161,7 +161,6 @@ extern "C" {
 SC_API VQRESULT hdrpars_ReadFileHeader(const char *path, FileStructure **out) {
   if (!out) return kHdrMissingArgument;
   *out = nullptr;
-  if (!path) return kHdrMissingArgument;
   ParserResource *file = nullptr;
   VQRESULT result =
       hdrpars_OpenResource(path, 0, PARSER_RESOURCE_SIZE_UNKNOWN, PARSER_RESOURCE_FILE, 0, &file);
