@@ -113,6 +113,9 @@ VQRESULT SetNumberChild(Tag *description, std::u16string_view name, uint32_t num
     if (!value) return kHdrNoMemory;
     sc::RawFree(child->value);
     child->value = value;
+    // An element with children is written as its children, so the number would be lost.
+    sc::hdr::FreeTags(child->children);
+    child->children = nullptr;
     return 0;
   }
   Tag *added = sc::hdr::NewTag(name, text);

@@ -152,7 +152,8 @@ bool CheckDataHeaderInput(const uint8_t *data, size_t size, std::string &problem
       hdrpars_FindTag(tag->children, u"BROKERSTRING", &name);
       DataBlock *block = nullptr;
       std::string bytes;
-      if (!name || hdrpars_OpenData(name->value, structure, &block) != 0 ||
+      // A name with children is written as those children, so the copy names it differently.
+      if (!name || name->children || hdrpars_OpenData(name->value, structure, &block) != 0 ||
           !MapBlock(block, bytes)) {
         whole = false;
         continue;

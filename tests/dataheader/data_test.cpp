@@ -45,13 +45,8 @@ class DataTest : public ::testing::Test {
     EXPECT_EQ(hdrpars_ReadFileHeader(dir_.Write(name, bytes).c_str(), &structure), 0u);
     return structure;
   }
-  // Maps a range of the block and gives it back at once.
   static std::string Bytes(DataBlock *block, uint32_t offset, int32_t length) {
-    const void *data = nullptr;
-    uint32_t available = 0;
-    EXPECT_EQ(hdrpars_DataMap(block->source, offset, length, &data, &available), 0u);
-    EXPECT_EQ(hdrpars_DataUnMap(block->source, data), 0u);
-    return Mapped(data, available);
+    return hdrtest::MapOnce(block->source, offset, length);
   }
   hdrtest::TempDir dir_;
 };

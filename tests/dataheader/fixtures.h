@@ -34,11 +34,7 @@ inline std::string HeaderFile(std::u16string_view body, std::string_view tail = 
 
 class TempDir {
  public:
-  TempDir() {
-    path_ = std::filesystem::temp_directory_path() /
-            ("sc_hdr_" + std::to_string(std::random_device{}()) + std::to_string(time(nullptr)));
-    std::filesystem::create_directories(path_);
-  }
+  TempDir() { std::filesystem::create_directories(path_); }
   ~TempDir() { std::filesystem::remove_all(path_); }
   std::string File(const std::string &name) const { return (path_ / name).string(); }
   std::string Write(const std::string &name, std::string_view bytes) const {
@@ -47,7 +43,8 @@ class TempDir {
   }
 
  private:
-  std::filesystem::path path_;
+  std::filesystem::path path_ =
+      std::filesystem::temp_directory_path() / ("sc_hdr_" + std::to_string(std::random_device{}()));
 };
 
 inline std::string ReadBytes(const std::string &path) {
@@ -73,6 +70,15 @@ inline std::string Describe(const Tag *tag) {
 
 inline std::string Mapped(const void *data, uint32_t available) {
   return data ? std::string(static_cast<const char *>(data), available) : "<null>";
+}
+
+// Maps a range of the resource and gives it back at once.
+inline std::string MapOnce(ParserResource *source, uint32_t offset, int32_t length) {
+  const void *data = nullptr;
+  uint32_t available = 0;
+  EXPECT_EQ(hdrpars_DataMap(source, offset, length, &data, &available), 0u);
+  EXPECT_EQ(hdrpars_DataUnMap(source, data), 0u);
+  return Mapped(data, available);
 }
 
 // A copy of the real system call table, in use for the object's lifetime; the test changes

@@ -94,27 +94,10 @@ TEST_F(ReaderTest, TruncatedFilesFailCleanlyAtEveryLength) {
 }
 
 TEST_F(ReaderTest, FailuresOutsideTheText) {
-  EXPECT_EQ(Read(""), "0x80220102");
   FileStructure *structure = nullptr;
   EXPECT_EQ(hdrpars_ReadFileHeader(dir_.File("missing").c_str(), &structure), 0x8022018Bu);
   EXPECT_EQ(hdrpars_ReadFileHeader(nullptr, &structure), 0x80220182u);
   EXPECT_EQ(hdrpars_ReadFileHeader("x", nullptr), 0x80220182u);
-
-  std::u16string body;
-  for (int i = 0; i < 5000; ++i)  // far more than one window
-    body += u"<ELEMENT>some value</ELEMENT>\r\n";
-  const std::string path = dir_.Write("big", HeaderFile(body));
-  hdrtest::FaultySyscalls faults;
-  static int reads;
-  reads = 0;
-  faults.Table().read = [](void *buffer, size_t size, sc::plat::File *file) -> size_t {
-    return ++reads < 2 ? sc::plat::DefaultSyscalls().read(buffer, size, file) : 0;
-  };
-  faults.Table().error = [](sc::plat::File *) { return reads < 2 ? 0 : 1; };
-  const int64_t before = sc::testing::LiveBlocks();
-  EXPECT_EQ(hdrpars_ReadFileHeader(path.c_str(), &structure), 0x8022018Du);
-  EXPECT_EQ(structure, nullptr);
-  EXPECT_EQ(sc::testing::LiveBlocks(), before);
 }
 
 TEST_F(ReaderTest, OutOfMemoryReleasesThePartialTree) {
@@ -139,19 +122,17 @@ TEST_F(ReaderTest, FindTagSearchesOneLevel) {
   EXPECT_EQ(hdrtest::Ascii(structure->path), path);
   Tag *p = structure->tags->next;
   EXPECT_EQ(hdrtest::Ascii(p->value), "<X>1</X>");  // the inner text, children included
-  Tag *found = nullptr;
-  EXPECT_EQ(hdrpars_FindTag(structure->tags, u"A", &found), 0u);
-  EXPECT_EQ(found, structure->tags);
-  EXPECT_EQ(hdrpars_FindTag(p, u"A", &found), 0u);
-  EXPECT_EQ(hdrtest::Ascii(found->value), "2");
-  for (const char16_t *absent : {u"X", u"a"}) {  // children are not searched; case counts
-    EXPECT_EQ(hdrpars_FindTag(structure->tags, absent, &found), 0u);
-    EXPECT_EQ(found, nullptr);
-  }
-  EXPECT_EQ(hdrpars_FindTag(p->children, u"X", &found), 0u);
-  EXPECT_EQ(found, p->children);
-  EXPECT_EQ(hdrpars_FindTag(nullptr, u"A", &found), 0u);
-  EXPECT_EQ(found, nullptr);
+  const auto find = [](Tag *first, const char16_t *name) {
+    Tag *found = reinterpret_cast<Tag *>(1);
+    EXPECT_EQ(hdrpars_FindTag(first, name, &found), 0u);
+    return found;
+  };
+  EXPECT_EQ(find(structure->tags, u"A"), structure->tags);
+  EXPECT_EQ(find(p, u"A"), p->next);
+  EXPECT_EQ(find(structure->tags, u"X"), nullptr);  // children are not searched
+  EXPECT_EQ(find(structure->tags, u"a"), nullptr);
+  EXPECT_EQ(find(p->children, u"X"), p->children);
+  EXPECT_EQ(find(nullptr, u"A"), nullptr);
   EXPECT_EQ(hdrpars_FindTag(structure->tags, u"A", nullptr), 0x80220182u);
   hdrpars_DeleteFileStructure(structure);
 }
