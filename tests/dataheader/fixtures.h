@@ -41,6 +41,12 @@ class TempDir {
     std::ofstream(File(name), std::ios::binary).write(bytes.data(), std::streamsize(bytes.size()));
     return File(name);
   }
+  // The bytes written as a file and read; null (and a test failure) when reading fails.
+  FileStructure *Read(std::string_view bytes, const std::string &name = "h") const {
+    FileStructure *structure = nullptr;
+    EXPECT_EQ(hdrpars_ReadFileHeader(Write(name, bytes).c_str(), &structure), 0u);
+    return structure;
+  }
 
  private:
   std::filesystem::path path_ =
