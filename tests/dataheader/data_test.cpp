@@ -58,6 +58,7 @@ TEST_F(DataTest, BlocksCountFromTheFirstByteAfterBinaryData) {
   EXPECT_EQ(two->size, 50u);
   EXPECT_EQ(Bytes(one, 0, -1), kData.substr(0, 10));
   EXPECT_EQ(Bytes(two, 20, 80), kData.substr(30, 30));
+  EXPECT_EQ(Bytes(two, 40, -1), kData.substr(50, 10));  // the rest of the block, no more
   EXPECT_EQ(Bytes(two, 60, 4), "<null>");
   ASSERT_EQ(hdrpars_OpenData(u"far", structure, &far), 0u);
   EXPECT_EQ(Bytes(far, 0, 4), "");
