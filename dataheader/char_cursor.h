@@ -61,24 +61,8 @@ class StringChars {
 };
 
 // The first index at or after `from` where `pattern` starts. The source running out first
-// gives the wrong-format code; a failure of the source gives its own code.
-template <class Source>
-VQRESULT FindText(Source &source, std::u16string_view pattern, uint64_t from, uint64_t &at) {
-  for (uint64_t p = from;; ++p) {
-    size_t k = 0;
-    char16_t c;
-    for (; k < pattern.size(); ++k) {
-      if (!source.At(p + k, c)) return source.Status() ? source.Status() : code::kHdrWrongFormat;
-      if (c != pattern[k]) break;
-    }
-    if (k == pattern.size()) {
-      at = p;
-      return 0;
-    }
-  }
-}
-
-// Over a resource, candidates are found a mapped chunk at a time.
+// gives the wrong-format code; a failure of the source gives its own code. Over a resource,
+// candidates for the first character are found a mapped chunk at a time.
 inline VQRESULT FindText(ResourceChars &source, std::u16string_view pattern, uint64_t from,
                          uint64_t &at) {
   for (uint64_t p = from;; ++p) {
