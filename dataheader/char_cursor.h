@@ -29,6 +29,11 @@ class ResourceChars {
   }
   VQRESULT Status() const { return status_; }
 
+  // The first index at or after `from` that holds c; false when the source ends first.
+  bool Seek(uint64_t from, char16_t c, uint64_t &at);
+  // Copies up to `count` characters from `from` on; returns how many the source held.
+  uint64_t Copy(uint64_t from, uint64_t count, char16_t *out);
+
  private:
   bool Load(uint64_t index, char16_t &c);
   void Release();
@@ -56,11 +61,14 @@ class StringChars {
 };
 
 // The first index at or after `from` where `pattern` starts. The source running out first
-// gives the wrong-format code; a failure of the source gives its own code.
-template <class Source>
-VQRESULT FindText(Source &source, std::u16string_view pattern, uint64_t from, uint64_t &at) {
+// gives the wrong-format code; a failure of the source gives its own code. Over a resource,
+// candidates for the first character are found a mapped chunk at a time.
+inline VQRESULT FindText(ResourceChars &source, std::u16string_view pattern, uint64_t from,
+                         uint64_t &at) {
   for (uint64_t p = from;; ++p) {
-    size_t k = 0;
+    if (!source.Seek(p, pattern[0], p))
+      return source.Status() ? source.Status() : code::kHdrWrongFormat;
+    size_t k = 1;
     char16_t c;
     for (; k < pattern.size(); ++k) {
       if (!source.At(p + k, c)) return source.Status() ? source.Status() : code::kHdrWrongFormat;

@@ -88,11 +88,9 @@ char16_t *CopySpan(ResourceChars &source, Span span) {
   if (length >= SIZE_MAX / sizeof(char16_t)) return nullptr;
   auto *copy = static_cast<char16_t *>(sc::RawAlloc((length + 1) * sizeof(char16_t)));
   if (!copy) return nullptr;
-  for (uint64_t k = 0; k < length; ++k) {
-    if (!source.At(span.begin + k, copy[k])) {
-      sc::RawFree(copy);
-      return nullptr;
-    }
+  if (source.Copy(span.begin, length, copy) != length) {
+    sc::RawFree(copy);
+    return nullptr;
   }
   copy[length] = 0;
   return copy;
@@ -163,7 +161,6 @@ extern "C" {
 SC_API VQRESULT hdrpars_ReadFileHeader(const char *path, FileStructure **out) {
   if (!out) return kHdrMissingArgument;
   *out = nullptr;
-  if (!path) return kHdrMissingArgument;
   ParserResource *file = nullptr;
   VQRESULT result =
       hdrpars_OpenResource(path, 0, PARSER_RESOURCE_SIZE_UNKNOWN, PARSER_RESOURCE_FILE, 0, &file);

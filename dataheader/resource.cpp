@@ -101,10 +101,21 @@ VQRESULT MapMemory(ParserResource *resource, uint64_t position, int64_t length, 
   return 0;
 }
 
-// Makes the window a buffer of at least `length` bytes holding the file from `position` on.
+// Room for a read of `length` bytes at `position`. A request larger than the minimum window
+// gets no more room than the file still holds: a read could not fill more, so the mapping is
+// the same, and a block whose size claims far more than its file costs no huge buffer.
+uint32_t WindowFor(FileState &file, uint64_t position, uint32_t length) {
+  if (length <= file.minimumWindow) return file.minimumWindow;
+  const int64_t fileSize = sc::plat::FileSize(file.file);
+  if (fileSize < 0) return length;
+  const uint64_t left = uint64_t(fileSize) > position ? uint64_t(fileSize) - position : 0;
+  return static_cast<uint32_t>(std::clamp<uint64_t>(left, file.minimumWindow, length));
+}
+
+// Makes the window a buffer that holds the file from `position` on, as far as `length`.
 VQRESULT Reload(FileState &file, uint64_t position, uint32_t length) {
-  if (!file.window || file.capacity < length || file.mapCount > 0) {
-    const uint32_t capacity = std::max(length, file.minimumWindow);
+  const uint32_t capacity = WindowFor(file, position, length);
+  if (!file.window || file.capacity < capacity || file.mapCount > 0) {
     auto *buffer = static_cast<uint8_t *>(sc::RawAlloc(capacity));
     if (!buffer) return kHdrNoMemory;
     if (file.window && file.mapCount > 0) {

@@ -6,7 +6,7 @@
 #include "dataheader/tree.h"
 #include "dataheader/wide_text.h"
 #include "foundation/alloc.h"
-#include "platform/console.h"
+#include "platform/process.h"
 #include "platform/files.h"
 #include "platform/text.h"
 #include "sc_hdrpars.h"
@@ -113,6 +113,9 @@ VQRESULT SetNumberChild(Tag *description, std::u16string_view name, uint32_t num
     if (!value) return kHdrNoMemory;
     sc::RawFree(child->value);
     child->value = value;
+    // An element with children is written as its children, so the number would be lost.
+    sc::hdr::FreeTags(child->children);
+    child->children = nullptr;
     return 0;
   }
   Tag *added = sc::hdr::NewTag(name, text);
@@ -167,35 +170,56 @@ VQRESULT WriteBody(Output &out, const FileStructure &structure) {
   return 0;
 }
 
-// Prints UTF-16 text as UTF-8 in pieces, never splitting a surrogate pair.
-void PrintText(std::u16string_view text) {
-  constexpr size_t kPiece = 256;
-  char bytes[kPiece * 3];
-  while (!text.empty()) {
-    size_t take = std::min(text.size(), kPiece);
-    if (take < text.size() && text[take - 1] >= 0xD800 && text[take - 1] <= 0xDBFF) --take;
-    const size_t length =
-        sc::plat::Utf16ToBytes(text.substr(0, take), bytes, sc::plat::Unpaired::kReplace);
-    sc::plat::StandardOutputWrite(bytes, length);
-    text.remove_prefix(take);
-  }
-}
+// Gathers the printed tree as UTF-8 and hands it to the standard output in large pieces.
+class Printer {
+ public:
+  Printer() = default;
+  Printer(const Printer &) = delete;
+  Printer &operator=(const Printer &) = delete;
+  ~Printer() { Flush(); }
 
-void PrintTags(const Tag *tag, unsigned depth) {
-  for (; tag; tag = tag->next) {
-    for (unsigned k = 0; k < depth; ++k)
-      sc::plat::StandardOutputWrite("...", 3);
-    PrintText(View(tag->name));
-    if (tag->children) {
-      sc::plat::StandardOutputWrite("\n", 1);
-      PrintTags(tag->children, depth + 1);
-    } else {
-      sc::plat::StandardOutputWrite(": ", 2);
-      PrintText(View(tag->value));
-      sc::plat::StandardOutputWrite("\n", 1);
+  void Bytes(std::string_view bytes) {
+    if (used_ + bytes.size() > sizeof buffer_) Flush();
+    std::memcpy(buffer_ + used_, bytes.data(), bytes.size());
+    used_ += bytes.size();
+  }
+  // In pieces that never split a surrogate pair.
+  void Text(std::u16string_view text) {
+    while (!text.empty()) {
+      size_t take = std::min(text.size(), kPiece);
+      if (take < text.size() && text[take - 1] >= 0xD800 && text[take - 1] <= 0xDBFF) --take;
+      if (used_ + 3 * take > sizeof buffer_) Flush();
+      used_ += sc::plat::Utf16ToBytes(text.substr(0, take), buffer_ + used_,
+                                      sc::plat::Unpaired::kReplace);
+      text.remove_prefix(take);
     }
   }
-}
+  void Tags(const Tag *tag, unsigned depth) {
+    for (; tag; tag = tag->next) {
+      for (unsigned k = 0; k < depth; ++k)
+        Bytes("...");
+      Text(View(tag->name));
+      if (tag->children) {
+        Bytes("\n");
+        Tags(tag->children, depth + 1);
+      } else {
+        Bytes(": ");
+        Text(View(tag->value));
+        Bytes("\n");
+      }
+    }
+  }
+
+ private:
+  static constexpr size_t kPiece = 256;  // units converted at once, 3 bytes each at most
+  void Flush() {
+    if (used_) sc::plat::StandardOutput(buffer_, used_);
+    used_ = 0;
+  }
+
+  char buffer_[4096];
+  size_t used_ = 0;
+};
 
 }  // namespace
 
@@ -236,8 +260,7 @@ SC_API VQRESULT hdrpars_DeleteFileStructure(FileStructure *structure) {
 
 SC_API VQRESULT hdrpars_PrintFileStructure(FileStructure *structure) {
   if (!structure) return kHdrMissingArgument;
-  PrintTags(structure->tags, 0);
-  sc::plat::StandardOutputFlush();
+  Printer().Tags(structure->tags, 0);
   return 0;
 }
 

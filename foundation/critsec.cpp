@@ -1,20 +1,10 @@
 #include "foundation/codes.h"
-#include "platform/lock.h"
+#include "foundation/lock_record.h"
 #include "sc_critsec.h"
 #include "sc_heap.h"
 
-namespace {
-
-struct LockRecord {
-  sc::plat::RecursiveLock lock;
-  HeapInstance heap;
-};
-
-LockRecord *Record(LockValue value) {
-  return reinterpret_cast<LockRecord *>(value);
-}
-
-}  // namespace
+using sc::LockRecord;
+using sc::RecordOf;
 
 extern "C" {
 
@@ -32,7 +22,7 @@ SC_API VQRESULT critsec_ObjOpen(LockInstance, HeapInstance heap, uint32_t, LockV
 }
 
 SC_API VQRESULT critsec_ObjClose(LockValue lock) {
-  LockRecord *record = Record(lock);
+  LockRecord *record = RecordOf(lock);
   if (!record) return 0;
   sc::plat::LockDestroy(&record->lock);
   heap_Free(record->heap, record);
@@ -40,12 +30,12 @@ SC_API VQRESULT critsec_ObjClose(LockValue lock) {
 }
 
 SC_API VQRESULT critsec_Enter(LockValue lock) {
-  if (lock) sc::plat::LockEnter(&Record(lock)->lock);
+  if (lock) sc::plat::LockEnter(&RecordOf(lock)->lock);
   return 0;
 }
 
 SC_API VQRESULT critsec_Leave(LockValue lock) {
-  if (lock) sc::plat::LockLeave(&Record(lock)->lock);
+  if (lock) sc::plat::LockLeave(&RecordOf(lock)->lock);
   return 0;
 }
 

@@ -1,4 +1,6 @@
 #include <atomic>
+#include <cstddef>
+#include <cstdint>
 #include <cstdlib>
 
 #include "foundation/alloc.h"
@@ -50,6 +52,7 @@ void *RawAlloc(size_t size) {
 
 void *RawCalloc(size_t count, size_t size) {
   if (ShouldFail()) return nullptr;
+  if (size && count > PTRDIFF_MAX / size) return nullptr;  // the product would overflow
   void *block = (count == 0 || size == 0) ? std::calloc(1, 1) : std::calloc(count, size);
   if (block) g_live.fetch_add(1, std::memory_order_relaxed);
   return block;

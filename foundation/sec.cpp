@@ -1,5 +1,6 @@
 // Guarded objects: a type tag, a re-entrant lock and a small state machine, kept by value.
 #include "foundation/codes.h"
+#include "foundation/lock_record.h"
 #include "sc_critsec.h"
 #include "sc_heap.h"
 #include "sc_srvspi.h"
@@ -143,14 +144,17 @@ SC_API VQRESULT srvspi_SecValidate(SecObject object, uint32_t owner) {
   return srvspi_SecExValidate(AsEx(object), owner);
 }
 
+// The lock round trip of every guarded operation: straight to the lock record.
 SC_API VQRESULT srvspi_SecLock(SecObject object) {
   if (!Usable(object.magic, SEC_MAGIC, object.core)) return kSecInvalidHandle;
-  return critsec_Enter(object.core->lock);
+  sc::plat::LockEnter(&sc::RecordOf(object.core->lock)->lock);
+  return 0;
 }
 
 SC_API VQRESULT srvspi_SecUnlock(SecObject object) {
   if (!Usable(object.magic, SEC_MAGIC, object.core)) return kSecInvalidHandle;
-  return critsec_Leave(object.core->lock);
+  sc::plat::LockLeave(&sc::RecordOf(object.core->lock)->lock);
+  return 0;
 }
 
 SC_API VQRESULT srvspi_SecToBusy(SecObject object) {

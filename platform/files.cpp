@@ -36,8 +36,4 @@ bool FileClose(File *file) {
   return CurrentSyscalls().close(file) == 0;
 }
 
-bool FileDelete(const char *path) {
-  return CurrentSyscalls().remove(path) == 0;
-}
-
 }  // namespace sc::plat

@@ -1,5 +1,5 @@
 // Binary files named by 8-bit (UTF-8) paths. Every call goes through the replaceable system
-// call table of syscalls.h.
+// call table of syscalls.h. (Removing a file by name is FileDelete of textfile.h.)
 #pragma once
 
 #include <cstddef>
@@ -23,6 +23,5 @@ bool FileWrite(File *file, const void *bytes, size_t size);
 int64_t FileSize(File *file);
 // False when buffered bytes could not be written out; the file is closed either way.
 bool FileClose(File *file);
-bool FileDelete(const char *path);
 
 }  // namespace sc::plat

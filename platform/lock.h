@@ -1,21 +1,29 @@
-// A re-entrant lock: the owning thread may enter again and leaves once per entry.
+// A re-entrant lock: the owning thread may enter again and leaves once per entry. The fast
+// path is inline because every guarded operation of the library takes a lock twice.
 #pragma once
 
-#include <cstddef>
+#include <mutex>
+#include <new>
 
 namespace sc::plat {
 
 struct RecursiveLock {
-  // Room for the operating system's mutex; checked against its real size in lock.cpp.
-  alignas(16) unsigned char storage[64];
+  alignas(std::recursive_mutex) unsigned char storage[sizeof(std::recursive_mutex)];
 };
 
-// Returns false when the operating system refuses to create the lock.
-bool LockInit(RecursiveLock *lock);
-void LockDestroy(RecursiveLock *lock);
-void LockEnter(RecursiveLock *lock);
-void LockLeave(RecursiveLock *lock);
-// True when the calling thread could take the lock at once (used by tests of blocking).
-bool LockTryEnter(RecursiveLock *lock);
+inline std::recursive_mutex *Native(RecursiveLock *lock) {
+  return std::launder(reinterpret_cast<std::recursive_mutex *>(lock->storage));
+}
+
+// Returns false when the lock cannot be created (it always can here).
+inline bool LockInit(RecursiveLock *lock) {
+  new (lock->storage) std::recursive_mutex;
+  return true;
+}
+inline void LockDestroy(RecursiveLock *lock) { Native(lock)->~recursive_mutex(); }
+inline void LockEnter(RecursiveLock *lock) { Native(lock)->lock(); }
+inline void LockLeave(RecursiveLock *lock) { Native(lock)->unlock(); }
+// True when the calling thread took the lock at once.
+inline bool LockTryEnter(RecursiveLock *lock) { return Native(lock)->try_lock(); }
 
 }  // namespace sc::plat

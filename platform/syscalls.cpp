@@ -36,9 +36,6 @@ int RealError(File *file) {
 size_t RealWrite(const void *bytes, size_t size, File *file) {
   return std::fwrite(bytes, 1, size, AsStdio(file));
 }
-int RealRemove(const char *path) {
-  return std::remove(path);
-}
 
 Directory *RealOpenDir(const char *path) {
   return reinterpret_cast<Directory *>(opendir(path));
@@ -81,9 +78,9 @@ const char *RealDlerror() {
   return dlerror();
 }
 
-constexpr Syscalls kReal{RealOpen,   RealClose,  RealSeek,    RealTell,    RealRead,     RealError,
-                         RealWrite,  RealRemove, RealOpenDir, RealReadDir, RealCloseDir, RealStat,
-                         RealDlopen, RealDlsym,  RealDlclose, RealDlerror};
+constexpr Syscalls kReal{RealOpen,    RealClose,   RealSeek,     RealTell,   RealRead,
+                         RealError,   RealWrite,   RealOpenDir,  RealReadDir, RealCloseDir,
+                         RealStat,    RealDlopen,  RealDlsym,    RealDlclose, RealDlerror};
 
 std::atomic<const Syscalls *> g_current{&kReal};
 

@@ -28,7 +28,6 @@ struct Syscalls {
   size_t (*read)(void *buffer, size_t size, File *file);  // like fread of single bytes
   int (*error)(File *file);                               // like ferror: non-zero after a failure
   size_t (*write)(const void *bytes, size_t size, File *file);  // like fwrite of single bytes
-  int (*remove)(const char *path);                              // like remove: 0 on success
 
   Directory *(*opendir)(const char *path);  // like opendir: null when refused
   // Like readdir: the next entry's name (valid until the next call) and its kind (kUnknown

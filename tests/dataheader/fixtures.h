@@ -4,13 +4,11 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdint>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <random>
 #include <string>
-#include <string_view>
 
 #include "foundation/alloc.h"
 #include "platform/syscalls.h"
@@ -21,43 +19,38 @@ namespace hdrtest {
 // UTF-16 little-endian bytes of the text.
 inline std::string Le(std::u16string_view text) {
   std::string bytes;
-  for (char16_t c : text) {
-    bytes.push_back(static_cast<char>(c & 0xFF));
-    bytes.push_back(static_cast<char>(c >> 8));
-  }
+  for (char16_t c : text)
+    bytes += {static_cast<char>(c & 0xFF), static_cast<char>(c >> 8)};
   return bytes;
 }
 
 inline const std::string kBom = "\xFF\xFE";
 
-// A whole file: mark, "<VQS>", the version, HEADER around `body`, then anything in `tail`.
-inline std::string HeaderFile(std::u16string_view body, std::string_view tail = "",
-                              bool bom = true) {
-  return (bom ? kBom : "") + Le(u"<VQS>\r\n<VERSION>VQ_1.0</VERSION>\r\n<HEADER>\r\n") + Le(body) +
+// A whole file: mark, "<VQS>", the version, HEADER around `body`, then `tail`.
+inline std::string HeaderFile(std::u16string_view body, std::string_view tail = "") {
+  return kBom + Le(u"<VQS>\r\n<VERSION>VQ_1.0</VERSION>\r\n<HEADER>\r\n") + Le(body) +
          Le(u"</HEADER>") + std::string(tail);
 }
 
 class TempDir {
  public:
-  TempDir() {
-    std::random_device seed;
-    path_ = std::filesystem::temp_directory_path() /
-            ("sc_hdr_" + std::to_string(seed()) + "_" + std::to_string(seed()));
-    std::filesystem::create_directories(path_);
-  }
-  ~TempDir() {
-    std::error_code ignored;
-    std::filesystem::remove_all(path_, ignored);
-  }
+  TempDir() { std::filesystem::create_directories(path_); }
+  ~TempDir() { std::filesystem::remove_all(path_); }
   std::string File(const std::string &name) const { return (path_ / name).string(); }
   std::string Write(const std::string &name, std::string_view bytes) const {
-    const std::string path = File(name);
-    std::ofstream(path, std::ios::binary).write(bytes.data(), std::streamsize(bytes.size()));
-    return path;
+    std::ofstream(File(name), std::ios::binary).write(bytes.data(), std::streamsize(bytes.size()));
+    return File(name);
+  }
+  // The bytes written as a file and read; null (and a test failure) when reading fails.
+  FileStructure *Read(std::string_view bytes, const std::string &name = "h") const {
+    FileStructure *structure = nullptr;
+    EXPECT_EQ(hdrpars_ReadFileHeader(Write(name, bytes).c_str(), &structure), 0u);
+    return structure;
   }
 
  private:
-  std::filesystem::path path_;
+  std::filesystem::path path_ =
+      std::filesystem::temp_directory_path() / ("sc_hdr_" + std::to_string(std::random_device{}()));
 };
 
 inline std::string ReadBytes(const std::string &path) {
@@ -68,64 +61,47 @@ inline std::string ReadBytes(const std::string &path) {
 inline std::string Ascii(const char16_t *text) {
   std::string out;
   for (; text && *text; ++text)
-    out.push_back(*text < 0x80 ? static_cast<char>(*text) : '?');
+    out += *text < 0x80 ? static_cast<char>(*text) : '?';
   return out;
 }
 
 // "P{X=1;Y=2};A=v": names, leaf values, children in braces.
 inline std::string Describe(const Tag *tag) {
   std::string out;
-  for (; tag; tag = tag->next) {
-    if (!out.empty()) out += ';';
-    out += Ascii(tag->name);
-    out += tag->children ? "{" + Describe(tag->children) + "}" : "=" + Ascii(tag->value);
-  }
+  for (; tag; tag = tag->next)
+    out += (out.empty() ? "" : ";") + Ascii(tag->name) +
+           (tag->children ? "{" + Describe(tag->children) + "}" : "=" + Ascii(tag->value));
   return out;
 }
 
-// The bytes a mapping shows.
 inline std::string Mapped(const void *data, uint32_t available) {
-  return std::string(static_cast<const char *>(data), available);
+  return data ? std::string(static_cast<const char *>(data), available) : "<null>";
 }
 
-// Puts a copy of the real system call table in use for the test's lifetime; the test changes
+// Maps a range of the resource and gives it back at once.
+inline std::string MapOnce(ParserResource *source, uint32_t offset, int32_t length) {
+  const void *data = nullptr;
+  uint32_t available = 0;
+  EXPECT_EQ(hdrpars_DataMap(source, offset, length, &data, &available), 0u);
+  EXPECT_EQ(hdrpars_DataUnMap(source, data), 0u);
+  return Mapped(data, available);
+}
+
+// A copy of the real system call table, in use for the object's lifetime; the test changes
 // the entries it wants to fail.
 class FaultySyscalls {
  public:
   FaultySyscalls() : table_(sc::plat::DefaultSyscalls()) { sc::plat::SetSyscalls(&table_); }
   ~FaultySyscalls() { sc::plat::SetSyscalls(nullptr); }
   sc::plat::Syscalls &Table() { return table_; }
+  // Reads that fail with an error.
+  void FailReads() {
+    table_.read = [](void *, size_t, sc::plat::File *) -> size_t { return 0; };
+    table_.error = [](sc::plat::File *) { return 1; };
+  }
 
  private:
   sc::plat::Syscalls table_;
 };
-
-// Runs `attempt` with the 1st, 2nd, ... allocation failing until it succeeds. Each failure
-// must give the out-of-memory code and leave no block behind once `after` (which sees the
-// result, with allocations working again) has checked and released what it wants.
-template <class Attempt, class After>
-void ForEachFailingAllocation(Attempt attempt, After after) {
-  constexpr VQRESULT kNoMemory = 0x80220186;
-  for (uint64_t nth = 1;; ++nth) {
-    const int64_t before = sc::testing::LiveBlocks();
-    sc::testing::FailNthAllocation(nth);
-    const VQRESULT result = attempt();
-    const bool failed = sc::testing::AllocationFailed();
-    sc::testing::FailNthAllocation(0);
-    after(result);
-    if (!failed) {
-      EXPECT_EQ(result, 0u) << "allocation " << nth;
-      return;
-    }
-    EXPECT_EQ(result, kNoMemory) << "allocation " << nth;
-    EXPECT_EQ(sc::testing::LiveBlocks(), before) << "allocation " << nth;
-    if (result != kNoMemory) return;
-  }
-}
-
-template <class Attempt>
-void ForEachFailingAllocation(Attempt attempt) {
-  ForEachFailingAllocation(attempt, [](VQRESULT) {});
-}
 
 }  // namespace hdrtest

@@ -17,7 +17,7 @@ struct Outcome {
 };
 
 Outcome Broker(const std::string &arguments) {
-  const std::string command = std::string(SPEECHCOMMON_CLI) + " broker " + arguments + " 2>&1";
+  const std::string command = std::string(SC_TOOL_PATH) + " broker " + arguments + " 2>&1";
   FILE *pipe = popen(command.c_str(), "r");
   Outcome outcome{-1, ""};
   if (!pipe) return outcome;

@@ -1,0 +1,201 @@
+// Guarded objects: the tag check, the lock and the state machines of both flavours.
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <chrono>
+#include <thread>
+
+#include "speechcommon.h"
+#include "test_util.h"
+
+namespace {
+
+using namespace std::chrono_literals;
+
+constexpr uint32_t kOwner = 44892;
+
+class SecTest : public ::testing::Test {
+ protected:
+  void SetUp() override { ASSERT_EQ(srvspi_SecOpen(g_vqNullHandle, kOwner, &object_), 0u); }
+  void TearDown() override {
+    if (object_.magic) {
+      EXPECT_EQ(srvspi_SecClose(&object_), 0u);
+    }
+  }
+  uint32_t State() {
+    uint32_t state = 0;
+    SecExObject ex{SECEX_MAGIC, object_.owner, object_.core, object_.resource};
+    EXPECT_EQ(srvspi_SecExGetState(ex, &state), 0u);
+    return state;
+  }
+  SecObject object_{};
+};
+
+TEST_F(SecTest, OpenFillsTheFourWords) {
+  EXPECT_EQ(object_.magic, SEC_MAGIC);
+  EXPECT_EQ(object_.owner, kOwner);
+  EXPECT_NE(object_.core, nullptr);
+  Resource *fallback = nullptr;
+  ASSERT_EQ(InitRsrcFunction(g_vqNullHandle, &fallback), 0u);
+  EXPECT_EQ(object_.resource, fallback);
+  EXPECT_EQ(State(), SEC_STATE_FREE);
+  EXPECT_EQ(srvspi_SecValidate(object_, kOwner), 0u);
+  EXPECT_EQ(srvspi_SecValidate(object_, kOwner + 1), 0x80010189u);
+}
+
+TEST_F(SecTest, HoldsFollowTheStateTable) {
+  // Readers share; a writer needs the object free of holders.
+  EXPECT_EQ(srvspi_SecToReadOnly(object_), 0u);
+  EXPECT_EQ(srvspi_SecToReadOnly(object_), 0u);
+  EXPECT_EQ(srvspi_SecToBusy(object_), 0x8001018Au);
+  EXPECT_EQ(State(), SEC_STATE_FREE);
+  EXPECT_EQ(srvspi_SecToFree(object_), 0u);
+  EXPECT_EQ(srvspi_SecToBusy(object_), 0x8001018Au);  // one reader left
+  EXPECT_EQ(srvspi_SecToFree(object_), 0u);
+  EXPECT_EQ(srvspi_SecToBusy(object_), 0u);
+  EXPECT_EQ(State(), SEC_STATE_BUSY);
+  EXPECT_EQ(srvspi_SecToBusy(object_), 0x8001018Au);
+  EXPECT_EQ(srvspi_SecToReadOnly(object_), 0x8001018Au);
+  EXPECT_EQ(srvspi_SecToFree(object_), 0u);
+  EXPECT_EQ(State(), SEC_STATE_FREE);
+  // With no hold outstanding there is nothing to give back.
+  EXPECT_EQ(srvspi_SecToFree(object_), 0x80010109u);
+  EXPECT_EQ(srvspi_SecToBusy(object_), 0u);
+  EXPECT_EQ(srvspi_SecToFree(object_), 0u);
+}
+
+TEST_F(SecTest, FlavoursRefuseEachOther) {
+  SecExObject asEx{SEC_MAGIC, object_.owner, object_.core, object_.resource};
+  uint32_t state = 0;
+  EXPECT_EQ(srvspi_SecExGetState(asEx, &state), 0x80010189u);
+  EXPECT_EQ(srvspi_SecExLock(asEx), 0x80010189u);
+  EXPECT_EQ(srvspi_SecExValidate(asEx, kOwner), 0x80010189u);
+  SecExObject ex{};
+  ASSERT_EQ(srvspi_SecExOpen(g_vqNullHandle, kOwner, 5, &ex), 0u);
+  SecObject asSec{ex.magic, ex.owner, ex.core, ex.resource};
+  EXPECT_EQ(srvspi_SecValidate(asSec, kOwner), 0x80010189u);
+  EXPECT_EQ(srvspi_SecLock(asSec), 0x80010189u);
+  EXPECT_EQ(srvspi_SecToBusy(asSec), 0x80010189u);
+  EXPECT_EQ(srvspi_SecClose(&asSec), 0x80010189u);
+  SecObject nullCore = object_;
+  nullCore.core = nullptr;
+  EXPECT_EQ(srvspi_SecLock(nullCore), 0x80010189u);
+  EXPECT_EQ(srvspi_SecExClose(&ex), 0u);
+  EXPECT_EQ(ex.magic, 0u);
+  EXPECT_EQ(ex.owner, 0u);
+  EXPECT_EQ(ex.core, nullptr);
+  EXPECT_NE(ex.resource, nullptr);  // word 4 stays
+}
+
+TEST_F(SecTest, CloseTwiceAndNullArguments) {
+  SecObject copy = object_;
+  EXPECT_EQ(srvspi_SecClose(&object_), 0u);
+  EXPECT_EQ(object_.magic, 0u);
+  EXPECT_EQ(object_.core, nullptr);
+  EXPECT_EQ(srvspi_SecClose(&object_), 0x80010189u);
+  EXPECT_EQ(srvspi_SecClose(nullptr), 0x80010183u);
+  EXPECT_EQ(srvspi_SecExClose(nullptr), 0x80010183u);
+  EXPECT_EQ(srvspi_SecOpen(g_vqNullHandle, kOwner, nullptr), 0x80010183u);
+  EXPECT_EQ(srvspi_SecExOpen(g_vqNullHandle, kOwner, 0, nullptr), 0x80010183u);
+  EXPECT_EQ(srvspi_SecExGetState(SecExObject{}, nullptr), 0x80010183u);  // tested first
+  (void)copy;  // a copy still leads to the freed core: closing is for the last user only
+}
+
+TEST(SecEx, ToStateLists) {
+  SecExObject ex{};
+  ASSERT_EQ(srvspi_SecExOpen(g_vqNullHandle, 1, 10, &ex), 0u);
+  uint32_t old = 0;
+  const uint32_t fromTen[] = {3, 10};
+  EXPECT_EQ(srvspi_SecExToState(ex, fromTen, 2, 20, &old), 0u);
+  EXPECT_EQ(old, 10u);
+  // A refused change still reports the state it found.
+  old = 0;
+  EXPECT_EQ(srvspi_SecExToState(ex, fromTen, 2, 30, &old), 0x80010109u);
+  EXPECT_EQ(old, 20u);
+  const uint32_t empty[1] = {20};
+  EXPECT_EQ(srvspi_SecExToState(ex, empty, 0, 30, nullptr), 0x80010109u);  // empty list
+  EXPECT_EQ(srvspi_SecExToState(ex, nullptr, 0, 30, nullptr), 0u);         // any change
+  uint32_t state = 0;
+  EXPECT_EQ(srvspi_SecExGetState(ex, &state), 0u);
+  EXPECT_EQ(state, 30u);
+  // A null list with entries is refused before the value is looked at.
+  EXPECT_EQ(srvspi_SecExToState(SecExObject{}, nullptr, 3, 1, nullptr), 0x80010182u);
+  EXPECT_EQ(srvspi_SecExToState(SecExObject{}, fromTen, 2, 1, nullptr), 0x80010189u);
+  EXPECT_EQ(srvspi_SecExClose(&ex), 0u);
+}
+
+TEST(SecEx, OutOfMemoryAndBadResources) {
+  sctest::AllocationFailureGuard guard;
+  SecExObject ex{};
+  // The core comes first, then the lock record; a failing lock frees the core again.
+  const int64_t before = sc::testing::LiveBlocks();
+  sc::testing::FailNthAllocation(1);
+  EXPECT_EQ(srvspi_SecExOpen(g_vqNullHandle, 1, 0, &ex), 0x80010186u);
+  EXPECT_EQ(sc::testing::LiveBlocks(), before);
+  sc::testing::FailNthAllocation(2);
+  EXPECT_EQ(srvspi_SecExOpen(g_vqNullHandle, 1, 0, &ex), 0x80140186u);
+  EXPECT_EQ(sc::testing::LiveBlocks(), before);
+  EXPECT_EQ(srvspi_SecExValidate(ex, 1), 0x80010189u);  // not a usable object
+  SecObject object{};
+  sc::testing::FailNthAllocation(2);  // the lock record
+  EXPECT_EQ(srvspi_SecOpen(g_vqNullHandle, 1, &object), 0x80140186u);
+  EXPECT_EQ(object.magic, 0u);  // out value untouched
+  EXPECT_EQ(srvspi_SecOpen({nullptr, RESOURCE_MAGIC}, 1, &object), 0x80160101u);
+  EXPECT_EQ(srvspi_SecExOpen({nullptr, RESOURCE_MAGIC}, 1, 0, &ex), 0x80160101u);
+}
+
+TEST(SecEx, OpenedWithAResourceUsesItsHeap) {
+  ResourceHandle resource{};
+  ASSERT_EQ(rsrc_Open(3, 4, 0, 0, &resource), 0u);
+  SecObject object{};
+  ASSERT_EQ(srvspi_SecOpen(resource, 9, &object), 0u);
+  EXPECT_EQ(object.resource, resource.pointer);
+  EXPECT_EQ(srvspi_SecClose(&object), 0u);
+  EXPECT_EQ(rsrc_Close(resource), 0u);
+}
+
+TEST_F(SecTest, LockIsReentrantAndExcludesOtherThreads) {
+  ASSERT_EQ(srvspi_SecLock(object_), 0u);
+  // The hold operations enter the same lock again while the caller holds it.
+  EXPECT_EQ(srvspi_SecToBusy(object_), 0u);
+  EXPECT_EQ(srvspi_SecToFree(object_), 0u);
+  std::atomic<bool> entered{false};
+  std::thread other([&] {
+    srvspi_SecLock(object_);
+    entered = true;
+    srvspi_SecUnlock(object_);
+  });
+  std::this_thread::sleep_for(50ms);
+  EXPECT_FALSE(entered);
+  EXPECT_EQ(srvspi_SecUnlock(object_), 0u);
+  other.join();
+  EXPECT_TRUE(entered);
+}
+
+TEST_F(SecTest, HoldsNeverWaitAndStayBalancedAcrossThreads) {
+  std::atomic<int> writers{0}, violations{0};
+  std::vector<std::thread> threads;
+  for (int t = 0; t < 4; ++t)
+    threads.emplace_back([&, t] {
+      for (int i = 0; i < 5000; ++i) {
+        if (t % 2 == 0) {
+          if (srvspi_SecToBusy(object_) == 0) {
+            if (writers.fetch_add(1) != 0) ++violations;
+            writers.fetch_sub(1);
+            srvspi_SecToFree(object_);
+          }
+        } else if (srvspi_SecToReadOnly(object_) == 0) {
+          if (writers.load() != 0) ++violations;
+          srvspi_SecToFree(object_);
+        }
+      }
+    });
+  for (auto &thread : threads)
+    thread.join();
+  EXPECT_EQ(violations, 0);
+  EXPECT_EQ(State(), SEC_STATE_FREE);
+  EXPECT_EQ(srvspi_SecToBusy(object_), 0u);  // every hold was given back
+  EXPECT_EQ(srvspi_SecToFree(object_), 0u);
+}
+
+}  // namespace
