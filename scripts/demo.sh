@@ -13,3 +13,9 @@ run error 0x00010201
 run error 0x80150107
 run error 0x80220102
 run error not-a-code
+tree="$BUILD/examples/broker/tree"
+run broker list "$tree"
+run broker resolve "$tree" --engine demo/tts --language en demo/voice/def
+run broker check "$tree"
+printf '\n$ examples/broker/broker_client %s\n' "$tree"
+"$BUILD/examples/broker/broker_client" "$tree" || true
