@@ -665,8 +665,8 @@ int Check(const Options &options) {
   for (const Engine &engine : walk.engines)
     engineAddons += engine.addons.size();
   std::printf(
-      "%zu header files read: %zu engines, %zu engine add-ons, %zu shared add-ons; %zu "
-      "skipped\n",
+      "%zu header files read; engines: %zu, engine add-ons: %zu, shared add-ons: %zu, "
+      "skipped: %zu\n",
       walk.read, walk.engines.size(), engineAddons, walk.shared.size(), walk.skipped.size());
   return walk.skipped.empty() ? cli::kOk : cli::kFailed;
 }

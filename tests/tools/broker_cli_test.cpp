@@ -105,8 +105,10 @@ TEST_F(BrokerCli, CheckNamesEverySkippedHeaderAndWhy) {
   LayOut();
   Outcome out = Broker("check " + Root());
   EXPECT_EQ(out.status, 0) << out.output;
-  EXPECT_NE(out.output.find("5 header files read: 1 engines, 3 engine add-ons, 1 shared"),
-            std::string::npos)
+  EXPECT_NE(
+      out.output.find(
+          "5 header files read; engines: 1, engine add-ons: 3, shared add-ons: 1, skipped: 0"),
+      std::string::npos)
       << out.output;
   Write("tts/v/empty.hdr", "");
   Header("top.hdr", Component(u"TTSENGINE", u"top"));
