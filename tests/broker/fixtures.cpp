@@ -1,6 +1,5 @@
 #include "fixtures.h"
 
-#include <algorithm>
 #include <mutex>
 #include <random>
 
@@ -24,35 +23,22 @@ std::u16string Component(std::u16string_view type, std::u16string_view brokerStr
          std::u16string(more);
 }
 
-DataPart Blocks(std::initializer_list<Block> blocks) {
-  DataPart part;
-  std::string data;
-  for (const Block &block : blocks) {
-    const std::string offset = std::to_string(data.size());
-    const std::string size = std::to_string(block.bytes.size());
-    part.elements += u"<DATABLOCK>" + T(u"BROKERSTRING", block.name) +
-                     T(u"OFFSET", std::u16string(offset.begin(), offset.end())) +
-                     T(u"SIZE", std::u16string(size.begin(), size.end())) + u"</DATABLOCK>\r\n";
-    data += block.bytes;
-  }
-  part.tail = Le(u"\r\n<BINARYDATA>") + data + Le(u"</BINARYDATA>\r\n</VQS>");
-  return part;
+std::u16string Code(std::u16string_view dll, std::u16string_view entry) {
+  return (dll.empty() ? u"" : T(u"DLL", dll)) + (entry.empty() ? u"" : T(u"GETINTERFACE", entry));
 }
 
-std::string ModuleFile(Module module) {
-  switch (module) {
-    case Module::kEngine:
-      return BRKTEST_ENGINE;
-    case Module::kAddon:
-      return BRKTEST_ADDON;
-    case Module::kRefuse:
-      return BRKTEST_REFUSE;
-    case Module::kBadInit:
-      return BRKTEST_BADINIT;
-    case Module::kNoEntry:
-      return BRKTEST_NOENTRY;
+DataPart Blocks(std::initializer_list<std::pair<std::u16string, std::string>> blocks) {
+  DataPart part;
+  std::string data;
+  for (const auto &[name, bytes] : blocks) {
+    const std::string offset = std::to_string(data.size()), size = std::to_string(bytes.size());
+    part.elements += u"<DATABLOCK>" + T(u"BROKERSTRING", name) +
+                     T(u"OFFSET", std::u16string(offset.begin(), offset.end())) +
+                     T(u"SIZE", std::u16string(size.begin(), size.end())) + u"</DATABLOCK>\r\n";
+    data += bytes;
   }
-  return {};
+  part.tail = hdrtest::Le(u"\r\n<BINARYDATA>") + data + hdrtest::Le(u"</BINARYDATA>\r\n</VQS>");
+  return part;
 }
 
 Root::Root() {
@@ -83,21 +69,28 @@ void Root::Header(const std::string &relative, std::u16string_view body,
 }
 
 void Root::Install(Module module, const std::string &relative) const {
-  const std::filesystem::path file = path_ / relative;
-  std::filesystem::create_directories(file.parent_path());
-  std::filesystem::copy_file(ModuleFile(module), file,
+  static const char *const kFiles[] = {BRKTEST_ENGINE, BRKTEST_ADDON, BRKTEST_REFUSE,
+                                       BRKTEST_BADINIT, BRKTEST_NOENTRY};
+  std::filesystem::create_directories((path_ / relative).parent_path());
+  std::filesystem::copy_file(kFiles[static_cast<int>(module)], path_ / relative,
                              std::filesystem::copy_options::overwrite_existing);
 }
 
 std::vector<std::string> TakeEvents() {
   std::lock_guard<std::mutex> hold(g_eventsMutex);
-  std::vector<std::string> taken;
-  taken.swap(g_events);
-  return taken;
+  return std::exchange(g_events, {});
 }
 
 int Count(const std::vector<std::string> &events, std::string_view event) {
   return static_cast<int>(std::count(events.begin(), events.end(), event));
+}
+
+void ExpectNothingLoaded() {
+  const std::vector<std::string> events = TakeEvents();
+  for (const char *module : {"engine", "addon", "refuse", "badinit", "noentry"})
+    EXPECT_EQ(Count(events, std::string(module) + ": load"),
+              Count(events, std::string(module) + ": unload"))
+        << module;
 }
 
 Class::Class(const Root &root, BrkResolveCallback callback) {
@@ -110,27 +103,57 @@ Class::~Class() {
   }
 }
 
-BrkObject *Class::Open(const char *engine, const char *language,
-                       BrkResolveCallback callback) const {
+BrkObject *Class::Open(const char *engine, const char *language) const {
   BrkObject *object = nullptr;
-  EXPECT_EQ(brk_ObjOpen(&object, engine, language, cls_, callback), 0u) << (engine ? engine : "");
+  EXPECT_EQ(brk_ObjOpen(&object, engine, language, cls_, nullptr), 0u) << (engine ? engine : "");
   return object;
 }
 
-std::string Ascii(const char16_t *text) {
-  return hdrtest::Ascii(text);
+std::string Error(VQRESULT code) {
+  char text[24];
+  std::snprintf(text, sizeof text, "error 0x%08X", code);
+  return text;
 }
 
-std::vector<std::string> BrokerStrings(const BrkComponentList *list) {
+std::string TagOf(BrkObject *object, const char *brokerString, const char *tag) {
+  const char16_t *value = u"unchanged";
+  const VQRESULT result = brk_TagQuery(object, brokerString, tag, &value);
+  // A missing argument is refused before anything is written.
+  if (result && result != kMissing) {
+    EXPECT_EQ(value, nullptr);
+  }
+  return result ? Error(result) : hdrtest::Ascii(value);
+}
+
+std::string InfoOf(BrkObject *object, const char *brokerString) {
+  char *answer = reinterpret_cast<char *>(&answer);
+  const VQRESULT result = brk_InfoQuery(object, brokerString, &answer);
+  if (result) {
+    if (result != kMissing) {
+      EXPECT_EQ(answer, nullptr);
+    }
+    return Error(result);
+  }
+  const std::string text(answer);
+  EXPECT_EQ(brk_InfoRelease(object, answer), 0u);
+  return text;
+}
+
+std::vector<std::string> Listed(BrkObject *object, const char *type) {
+  BrkComponentList *list = nullptr;
   std::vector<std::string> strings;
+  EXPECT_EQ(brk_ComponentListQuery(object, type, &list), 0u);
   for (uint32_t i = 0; list && i < list->count; ++i)
     strings.emplace_back(list->entries[i].brokerString);
+  if (list) {
+    EXPECT_EQ(brk_ComponentListRelease(object, list), 0u);
+  }
   return strings;
 }
 
 }  // namespace brktest
 
-// The hook through which the component modules report; resolved by them at load time.
+// The hook through which the component modules report; they resolve it when loaded.
 extern "C" __attribute__((visibility("default"))) void brktest_Event(const char *component,
                                                                      const char *event) {
   std::lock_guard<std::mutex> hold(brktest::g_eventsMutex);

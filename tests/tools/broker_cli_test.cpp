@@ -1,34 +1,16 @@
-// speechcommon broker, run as a person would run it on trees laid out in a temporary directory.
+// The broker subcommands of the speechcommon tool, run as a packager would run them on trees
+// laid out in a temporary directory.
 #include <gtest/gtest.h>
-#include <sys/wait.h>
 
-#include <cstdio>
 #include <filesystem>
-#include <fstream>
 #include <string>
 
 #include "dataheader/fixtures.h"
+#include "tools/run_tool.h"
 
 namespace {
 
-struct Outcome {
-  int status;
-  std::string output;  // standard output and standard error together
-};
-
-Outcome Broker(const std::string &arguments) {
-  const std::string command = std::string(SC_TOOL_PATH) + " broker " + arguments + " 2>&1";
-  FILE *pipe = popen(command.c_str(), "r");
-  Outcome outcome{-1, ""};
-  if (!pipe) return outcome;
-  char buffer[4096];
-  size_t got;
-  while ((got = fread(buffer, 1, sizeof buffer, pipe)) > 0)
-    outcome.output.append(buffer, got);
-  const int status = pclose(pipe);
-  outcome.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-  return outcome;
-}
+using sctest::RunTool;
 
 std::u16string T(std::u16string_view name, std::u16string_view value) {
   return u"<" + std::u16string(name) + u">" + std::u16string(value) + u"</" + std::u16string(name) +
@@ -37,22 +19,13 @@ std::u16string T(std::u16string_view name, std::u16string_view value) {
 
 std::u16string Component(std::u16string_view type, std::u16string_view brokerString,
                          std::u16string_view more = u"") {
-  return T(u"COMPTYPE", type) + T(u"BROKERSTRING", brokerString) + T(u"NAME", u"Name of it") +
+  return T(u"COMPTYPE", type) + T(u"BROKERSTRING", brokerString) + T(u"NAME", u"N") +
          std::u16string(more);
 }
 
 class BrokerCli : public ::testing::Test {
  protected:
-  void Header(const std::string &relative, std::u16string_view body) {
-    Write(relative, hdrtest::HeaderFile(body));
-  }
-  void Write(const std::string &relative, const std::string &bytes) {
-    const std::filesystem::path file = Root() + "/" + relative;
-    std::filesystem::create_directories(file.parent_path());
-    std::ofstream(file, std::ios::binary) << bytes;
-  }
-  std::string Root() { return dir_.File("root"); }
-  void LayOut() {
+  void SetUp() override {
     Header("tts/e.hdr", Component(u"TTSENGINE", u"tts/e", T(u"VERSION", u"3.1")));
     Header("tts/v/a.hdr",
            Component(u"VOICE", u"voice/en/a",
@@ -62,90 +35,84 @@ class BrokerCli : public ::testing::Test {
            Component(u"VOICE", u"voice/en/c", T(u"LANGUAGE", u"de") + T(u"PRIORITY", u"9")));
     Header("shared/r/r.hdr", Component(u"RULES", u"rules/x"));
   }
+  void Header(const std::string &relative, std::u16string_view body) {
+    std::filesystem::create_directories(
+        std::filesystem::path(root_ + "/" + relative).parent_path());
+    dir_.Write("root/" + relative, hdrtest::HeaderFile(body));
+  }
   hdrtest::TempDir dir_;
+  const std::string root_ = dir_.File("root");
 };
 
-TEST_F(BrokerCli, ListShowsEnginesAndWhatTheirObjectsReach) {
-  LayOut();
-  Outcome out = Broker("list " + Root());
-  EXPECT_EQ(out.status, 0) << out.output;
-  for (const char *shown : {"TTSENGINE  tts/e", "3.1", "voice/en/a", "4294967295 (-1)",
-                            "shared add-ons", "RULES  rules/x"})
-    EXPECT_NE(out.output.find(shown), std::string::npos) << shown << "\n" << out.output;
-  out = Broker("list " + Root() + " --engine TTS/E --type RULES --json");
-  EXPECT_EQ(out.status, 0) << out.output;
-  EXPECT_NE(out.output.find("\"brokerString\": \"rules/x\""), std::string::npos) << out.output;
-  EXPECT_NE(out.output.find("\"from\": \"shared\""), std::string::npos) << out.output;
-  EXPECT_EQ(out.output.find("voice/en/a"), std::string::npos) << out.output;
-  out = Broker("list " + Root() + " --engine nothing");
-  EXPECT_EQ(out.status, 1);
-  EXPECT_NE(out.output.find("0x80150103 NO ENGINE FOUND"), std::string::npos) << out.output;
-}
+TEST_F(BrokerCli, ListAndResolve) {
+  auto run = RunTool({"broker", "list", root_});
+  EXPECT_EQ(run.status, 0) << run.err;
+  for (const char *shown :
+       {"TTSENGINE  tts/e", "3.1", "voice/en/a", "4294967295 (-1)", "RULES  rules/x"})
+    EXPECT_NE(run.out.find(shown), std::string::npos) << shown << "\n" << run.out;
+  run = RunTool({"broker", "list", root_, "--engine", "TTS/E", "--type", "RULES", "--json"});
+  EXPECT_EQ(run.status, 0) << run.err;
+  EXPECT_NE(run.out.find("\"brokerString\": \"rules/x\""), std::string::npos) << run.out;
+  EXPECT_NE(run.out.find("\"from\": \"shared\""), std::string::npos) << run.out;
+  EXPECT_EQ(run.out.find("voice/en/a"), std::string::npos) << run.out;
+  run = RunTool({"broker", "list", root_, "--engine", "nothing"});
+  EXPECT_EQ(run.status, 1);
+  EXPECT_NE(run.err.find("0x80150103 NO ENGINE FOUND"), std::string::npos) << run.err;
 
-TEST_F(BrokerCli, ResolveExplainsTheChoice) {
-  LayOut();
-  Outcome out = Broker("resolve " + Root() + " --engine tts/e --language en voice/def");
-  EXPECT_EQ(out.status, 0) << out.output;
   // b's priority -1 is the highest unsigned; c's language does not pass.
-  EXPECT_NE(out.output.find("selected: voice/en/b, file " + Root() + "/tts/v/b.hdr"),
-            std::string::npos)
-      << out.output;
-  EXPECT_NE(out.output.find("(language does not pass)"), std::string::npos) << out.output;
-  EXPECT_NE(out.output.find("module: none"), std::string::npos) << out.output;
-  out = Broker("resolve " + Root() + " --engine tts/e VOICE/EN/A");
-  EXPECT_EQ(out.status, 0) << out.output;
-  EXPECT_NE(out.output.find("module: " + Root() + "/tts/v/liba.so"), std::string::npos)
-      << out.output;
-  out = Broker("resolve " + Root() + " voice/en/a");  // engine add-ons need an object on the engine
-  EXPECT_EQ(out.status, 1);
-  EXPECT_NE(out.output.find("0x80150104"), std::string::npos) << out.output;
+  run = RunTool({"broker", "resolve", root_, "--engine", "tts/e", "--language", "en", "voice/def"});
+  EXPECT_EQ(run.status, 0) << run.err;
+  EXPECT_NE(run.out.find("selected: voice/en/b, file " + root_ + "/tts/v/b.hdr"), std::string::npos)
+      << run.out;
+  EXPECT_NE(run.out.find("(language does not pass)"), std::string::npos) << run.out;
+  EXPECT_NE(run.out.find("module: none"), std::string::npos) << run.out;
+  run = RunTool({"broker", "resolve", root_, "--engine", "tts/e", "VOICE/EN/A"});
+  EXPECT_NE(run.out.find("module: " + root_ + "/tts/v/liba.so"), std::string::npos) << run.out;
+  run = RunTool({"broker", "resolve", root_, "voice/en/a"});  // no engine: not reachable
+  EXPECT_EQ(run.status, 1);
+  EXPECT_NE(run.err.find("0x80150104"), std::string::npos) << run.err;
 }
 
 TEST_F(BrokerCli, CheckNamesEverySkippedHeaderAndWhy) {
-  LayOut();
-  Outcome out = Broker("check " + Root());
-  EXPECT_EQ(out.status, 0) << out.output;
-  EXPECT_NE(
-      out.output.find(
-          "5 header files read; engines: 1, engine add-ons: 3, shared add-ons: 1, skipped: 0"),
-      std::string::npos)
-      << out.output;
-  Write("tts/v/empty.hdr", "");
+  auto run = RunTool({"broker", "check", root_});
+  EXPECT_EQ(run.status, 0) << run.out;
+  EXPECT_NE(run.out.find("engines: 1, engine add-ons: 3, shared add-ons: 1, skipped: 0"),
+            std::string::npos)
+      << run.out;
+  dir_.Write("root/tts/v/empty.hdr", "");
   Header("top.hdr", Component(u"TTSENGINE", u"top"));
   Header("tts/addon.hdr", Component(u"VOICE", u"misplaced"));
   Header("tts/v/notype.hdr", T(u"BROKERSTRING", u"x") + T(u"NAME", u"n"));
   Header("tts/v/nobs.hdr", T(u"COMPTYPE", u"VOICE") + T(u"NAME", u"n"));
-  Header("tts/v/noname.hdr", T(u"COMPTYPE", u"VOICE") + T(u"BROKERSTRING", u"x"));
   Header("tts/v/w/dup.hdr", Component(u"VOICE", u"voice/en/a"));
   Header("tts/v/other.hdr", Component(u"VOICE", u"o", T(u"ENGINE", u"asr/x")));
   Header("shared/direct.hdr", Component(u"RULES", u"direct"));
-  out = Broker("check " + Root());
-  EXPECT_EQ(out.status, 1) << out.output;
-  const std::string root = Root();
-  for (const std::string &expected :
-       {root + "/tts/v/empty.hdr: unreadable: 0x80220102",
-        root + "/top.hdr: lies directly in the root",
-        root + "/tts/addon.hdr: COMPTYPE \"VOICE\" is no engine type",
-        root + "/tts/v/notype.hdr: no COMPTYPE tag", root + "/tts/v/nobs.hdr: no BROKERSTRING tag",
-        root + "/tts/v/noname.hdr: no NAME tag",
-        root + "/tts/v/w/dup.hdr: duplicate broker string \"voice/en/a\", first read from " + root +
-            "/tts/v/a.hdr",
-        root + "/tts/v/other.hdr: ENGINE \"asr/x\" does not name engine \"tts/e\"",
-        root + "/shared/direct.hdr: lies directly in the shared directory"})
-    EXPECT_NE(out.output.find(expected), std::string::npos) << expected << "\n" << out.output;
+  run = RunTool({"broker", "check", root_});
+  EXPECT_EQ(run.status, 1) << run.out;
+  for (const std::string &expected : std::vector<std::string>{
+           std::string("/tts/v/empty.hdr: unreadable: 0x80220102"),
+           "/top.hdr: lies directly in the root",
+           "/tts/addon.hdr: COMPTYPE \"VOICE\" is no engine type", "/tts/v/notype.hdr: no COMPTYPE",
+           "/tts/v/nobs.hdr: no BROKERSTRING",
+           "/tts/v/w/dup.hdr: duplicate broker string \"voice/en/a\", first read from " + root_ +
+               "/tts/v/a.hdr",
+           "/tts/v/other.hdr: ENGINE \"asr/x\" does not name engine \"tts/e\"",
+           "/shared/direct.hdr: lies directly in the shared directory"})
+    EXPECT_NE(run.out.find(root_ + expected), std::string::npos) << expected << "\n" << run.out;
 }
 
 TEST_F(BrokerCli, UsageAndMissingRoots) {
-  EXPECT_EQ(Broker("--help").status, 0);
-  EXPECT_EQ(Broker("").status, 2);
-  EXPECT_EQ(Broker("list").status, 2);
-  EXPECT_EQ(Broker("frobnicate " + Root()).status, 2);
-  EXPECT_EQ(Broker("resolve " + Root()).status, 2);
-  EXPECT_EQ(Broker("list " + Root() + " --bogus").status, 2);
-  EXPECT_EQ(Broker("list " + Root() + " --type").status, 2);
-  const Outcome out = Broker("check " + Root() + "/absent");
-  EXPECT_EQ(out.status, 1);
-  EXPECT_NE(out.output.find("absent: not a directory"), std::string::npos) << out.output;
+  EXPECT_EQ(RunTool({"broker", "--help"}).status, 0);
+  for (const auto &args : {std::vector<std::string>{"broker"},
+                           {"broker", "list"},
+                           {"broker", "frobnicate", "."},
+                           {"broker", "resolve", "."},
+                           {"broker", "list", ".", "--bogus"},
+                           {"broker", "list", ".", "--type"}})
+    EXPECT_EQ(RunTool(args).status, 2) << args.back();
+  const auto run = RunTool({"broker", "check", root_ + "/absent"});
+  EXPECT_EQ(run.status, 1);
+  EXPECT_NE(run.err.find("absent: not a directory"), std::string::npos) << run.err;
 }
 
 }  // namespace
