@@ -29,5 +29,6 @@ const char *FamilySubmodule(VQRESULT code);
 
 int CmdError(int argc, char **argv);
 int CmdHdr(int argc, char **argv);
+int CmdDict(int argc, char **argv);
 
 }  // namespace cli
