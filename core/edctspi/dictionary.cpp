@@ -145,16 +145,7 @@ void FreeDictionary(Dictionary *dictionary) {
 }  // namespace
 
 VQRESULT ResolveDictionary(SafeHandle handle, Dictionary **out) {
-  const VQRESULT checked = safeh_HandleCheck(handle, EDCT_DCT_TAG, sizeof(Dictionary));
-  if (checked) return checked;
-  // A closed dictionary has left the set of open objects, so its memory is never read.
-  if (!live::Contains(handle.pointer, EDCT_DCT_TAG)) return sc::code::kSecInvalidHandle;
-  auto *dictionary = static_cast<Dictionary *>(handle.pointer);
-  const VQRESULT valid = srvspi_SecValidate(dictionary->guard, EDCT_DCT_TAG);
-  if (valid) return valid;
-  if (!ResourceAlive(dictionary->resource)) return code::kDeadResource;
-  *out = dictionary;
-  return 0;
+  return ResolveGuarded(handle, EDCT_DCT_TAG, out);
 }
 
 SubDictionary *AppendSubDictionary(Dictionary *dictionary) {
@@ -296,11 +287,7 @@ SC_API VQRESULT edct_DctOpen(ResourceHandle resourceHandle, const void *image, u
   else if (image)
     result = LoadArchive(dictionary, static_cast<const unsigned char *>(image));
   if (!result && notify && mode == EDCT_OPEN_READONLY) result = code::kReadOnly;
-  if (!result) result = srvspi_SecOpen(resourceHandle, EDCT_DCT_TAG, &dictionary->guard);
-  if (!result && !sc::live::Add(dictionary, EDCT_DCT_TAG)) {
-    srvspi_SecClose(&dictionary->guard);
-    result = code::kNoMemory;
-  }
+  if (!result) result = OpenGuarded(resourceHandle, EDCT_DCT_TAG, dictionary, &dictionary->guard);
   if (result) {
     FreeDictionary(dictionary);
     return result;
@@ -334,9 +321,7 @@ SC_API VQRESULT edct_DctClose(SafeHandle handle) {
   }
   sc::live::Remove(dictionary, EDCT_DCT_TAG);
   FreeDictionary(dictionary);
-  // The guard lives on in the copy until it is unlocked and closed.
-  srvspi_SecUnlock(guard);
-  return srvspi_SecClose(&guard);
+  return CloseGuardCopy(guard);
 }
 
 SC_API VQRESULT edct_DctAddEntry(SafeHandle handle, const char16_t *key, const EDCT_ENTRY *entries,
