@@ -274,5 +274,3 @@ void DefaultResolutionPeer(benchmark::State &state) {
 BENCHMARK(DefaultResolutionPeer)->Unit(benchmark::kMillisecond);
 
 }  // namespace
-
-BENCHMARK_MAIN();

@@ -1,0 +1,181 @@
+// Helpers shared by the dictionary tests: entries, lookups and hand-built images.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "foundation/alloc.h"
+#include "speechcommon.h"
+
+namespace edct_test {
+
+inline constexpr uint32_t kNotFound = 0x801E0000u;
+inline constexpr uint32_t kReadOnly = 0x801E0004u;
+inline constexpr uint32_t kCorrupt = 0x801E0009u;
+inline constexpr uint32_t kNullPointer = 0x801E0083u;
+inline constexpr uint32_t kNoMemory = 0x801E0086u;
+
+// The worked example, written out by hand (little-endian host): Name "D", no Description;
+// one orthographic SZ section without attributes; key a with the item "x\0", key b with the
+// items "p\0" and "qq\0"; UTF-8 keys, since they take 4 bytes against 8.
+alignas(4) inline constexpr unsigned char kWorkedExample[126] = {
+    3, 0, 0, 0, 126, 0, 0, 0, 0, 0, 0, 0, 2, 0, 0, 0, 3, 0, 0, 0, 1, 0, 0, 0,  // header
+    0x44, 0, 0, 0,                                                             // Name
+    0, 0,                                                                      // Description
+    0xAA, 0xAA,                                                                // padding
+    0, 0, 0, 0,                                                                // section table
+    90, 0, 0, 0, 0, 0, 0, 0, 2, 0, 0, 0, 2, 0, 0, 0,                           // section
+                                                                               // header
+    0xFF, 0xFF, 0xFF, 0xFF, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0,                //
+    2, 0, 0, 0, 3, 0, 0, 0, 4, 0, 0, 0, 14, 0, 0, 0,                           //
+    0, 0, 0, 0, 2, 0, 0, 0, 4, 0, 0, 0,                                        // key offsets
+    0x61, 0, 0x62, 0,                                                          // key block
+    1, 0, 0, 0, 0xFD, 0xFF, 0xFF, 0xFF, 14, 0, 0, 0,                           // data offsets
+    0xAA,                                                                      // marker
+    0x78, 0,                                                                   // item of a
+    0xAA, 2, 0, 0x70, 0, 3, 0, 0x71, 0x71, 0, 0xAA,                            // items of b
+};
+
+alignas(4) inline constexpr unsigned char kEmptyImage[28] = {
+    3, 0, 0, 0, 28, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0};
+
+// An entry whose strings live as long as the object.
+struct Entry {
+  uint32_t content = EDCT_CONTENT_ORTHOGRAPHIC;
+  uint32_t representation = EDCT_REPR_SZ_STRING;
+  uint32_t pos = 0xFFFFFFFFu;
+  const char *language = nullptr;
+  const char *model = nullptr;  // 128 bytes when given
+  const char *engine = nullptr;
+  std::string data;
+
+  EDCT_ENTRY Get() const {
+    return EDCT_ENTRY{content, representation, pos,         language,
+                      model,   engine,         data.data(), static_cast<uint32_t>(data.size())};
+  }
+};
+
+inline std::string ModelBlock(const char *text) {
+  std::string block(128, ' ');
+  std::memcpy(block.data(), text, std::strlen(text) + 1);
+  return block;
+}
+
+inline uint32_t Add(SafeHandle dictionary, const std::u16string &key,
+                    const std::vector<Entry> &entries) {
+  std::vector<EDCT_ENTRY> raw;
+  for (const Entry &entry : entries)
+    raw.push_back(entry.Get());
+  return edct_DctAddEntry(dictionary, key.c_str(), raw.data(), static_cast<uint32_t>(raw.size()));
+}
+
+inline uint32_t Add(SafeHandle dictionary, const std::u16string &key, const std::string &data) {
+  Entry entry;
+  entry.data = data;
+  return Add(dictionary, key, std::vector<Entry>{entry});
+}
+
+// The data of every entry a lookup returns, in order; empty when none.
+inline std::vector<std::string> Lookup(SafeHandle dictionary, const std::u16string &key,
+                                       const EDCT_FILTER *filter = nullptr) {
+  EDCT_ENTRY *entries = nullptr;
+  uint32_t count = 0;
+  std::vector<std::string> out;
+  const uint32_t result = edct_DctGetEntryData(dictionary, key.c_str(), filter, &entries, &count);
+  if (result != 0) {
+    EXPECT_EQ(result, kNotFound);
+    EXPECT_EQ(entries, nullptr);
+    EXPECT_EQ(count, 0u);
+    return out;
+  }
+  for (uint32_t i = 0; i < count; ++i)
+    out.emplace_back(static_cast<const char *>(entries[i].Data), entries[i].DataSize);
+  EXPECT_EQ(edct_DctFreeEntryData(dictionary, entries, count), 0u);
+  return out;
+}
+
+inline EDCT_FILTER AnyFilter() {
+  return EDCT_FILTER{0xFFFFFFFFu, 0xFFFFFFFFu, nullptr, nullptr, nullptr};
+}
+
+// A writable dictionary closed with the test.
+class Writable {
+ public:
+  explicit Writable(EDCT_NOTIFY_FN notify = nullptr, void *user = nullptr) {
+    EXPECT_EQ(edct_DctOpen(g_vqNullHandle, nullptr, EDCT_OPEN_WRITABLE, notify, user, &handle_),
+              0u);
+  }
+  ~Writable() {
+    if (handle_.pointer) {
+      EXPECT_EQ(edct_DctClose(handle_), 0u);
+    }
+  }
+  SafeHandle handle() const { return handle_; }
+  operator SafeHandle() const { return handle_; }
+
+ private:
+  SafeHandle handle_{};
+};
+
+// Whether a code is a general out-of-memory failure of any family: an open also passes on
+// those of the guarded object and lock it makes.
+inline bool IsOutOfMemory(uint32_t code) {
+  return (code & 0x800000FFu) == 0x80000086u;
+}
+inline constexpr bool kAnyOutOfMemory = true;
+
+// Runs `operation` with the 1st, 2nd, ... allocation failing until it succeeds; each failure
+// must give the dictionaries' out-of-memory code (or, with anyFamily, any family's), leak
+// nothing and pass `unchanged`.
+template <class Operation, class Check>
+void FailEachAllocation(Operation operation, Check unchanged, bool anyFamily = false) {
+  for (uint64_t nth = 1;; ++nth) {
+    const int64_t live = sc::testing::LiveBlocks();
+    sc::testing::FailNthAllocation(nth);
+    const uint32_t result = operation();
+    const bool failed = sc::testing::AllocationFailed();
+    sc::testing::FailNthAllocation(0);
+    if (!failed) {
+      ASSERT_EQ(result, 0u) << "allocation " << nth;
+      return;
+    }
+    if (anyFamily) {
+      ASSERT_TRUE(IsOutOfMemory(result)) << std::hex << result << " at allocation " << nth;
+    } else {
+      ASSERT_EQ(result, kNoMemory) << "allocation " << nth;
+    }
+    ASSERT_EQ(sc::testing::LiveBlocks(), live) << "allocation " << nth;
+    unchanged();
+    ASSERT_LT(nth, 1000u);
+  }
+}
+
+// An archive image in 4-aligned storage.
+struct Image {
+  std::vector<uint32_t> words;
+  uint32_t size = 0;
+  const unsigned char *data() const {
+    return reinterpret_cast<const unsigned char *>(words.data());
+  }
+  std::vector<unsigned char> Bytes() const { return {data(), data() + size}; }
+};
+
+// Measures and then writes the dictionary's image.
+inline Image Archive(SafeHandle dictionary, uint32_t swap = 0) {
+  Image image;
+  EXPECT_EQ(edct_DctArchive(dictionary, nullptr, &image.size, swap), 0u);
+  image.words.assign(image.size / 4 + 1, 0);
+  uint32_t size = image.size;
+  EXPECT_EQ(edct_DctArchive(dictionary, image.words.data(), &size, swap), 0u);
+  EXPECT_EQ(size, image.size);
+  return image;
+}
+
+inline uint32_t Open(const void *image, uint32_t mode, SafeHandle *out) {
+  return edct_DctOpen(g_vqNullHandle, image, mode, nullptr, nullptr, out);
+}
+
+}  // namespace edct_test
