@@ -9,6 +9,7 @@
 
 #include "foundation/alloc.h"
 #include "speechcommon.h"
+#include "test_util.h"
 
 namespace edct_test {
 
@@ -17,27 +18,27 @@ inline constexpr uint32_t kReadOnly = 0x801E0004u;
 inline constexpr uint32_t kCorrupt = 0x801E0009u;
 inline constexpr uint32_t kNullPointer = 0x801E0083u;
 inline constexpr uint32_t kNoMemory = 0x801E0086u;
+inline constexpr uint32_t kStaleHandle = 0x80010189u;  // not an open object of its kind
+inline constexpr uint32_t kWrongHandle = 0x80170189u;  // wrong check value or null
+inline constexpr uint32_t kBufferTooSmall = 0x80010207u;
 
 // The worked example, written out by hand (little-endian host): Name "D", no Description;
 // one orthographic SZ section without attributes; key a with the item "x\0", key b with the
 // items "p\0" and "qq\0"; UTF-8 keys, since they take 4 bytes against 8.
 alignas(4) inline constexpr unsigned char kWorkedExample[126] = {
-    3, 0, 0, 0, 126, 0, 0, 0, 0, 0, 0, 0, 2, 0, 0, 0, 3, 0, 0, 0, 1, 0, 0, 0,  // header
-    0x44, 0, 0, 0,                                                             // Name
-    0, 0,                                                                      // Description
-    0xAA, 0xAA,                                                                // padding
-    0, 0, 0, 0,                                                                // section table
-    90, 0, 0, 0, 0, 0, 0, 0, 2, 0, 0, 0, 2, 0, 0, 0,                           // section
-                                                                               // header
-    0xFF, 0xFF, 0xFF, 0xFF, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0,                //
-    2, 0, 0, 0, 3, 0, 0, 0, 4, 0, 0, 0, 14, 0, 0, 0,                           //
-    0, 0, 0, 0, 2, 0, 0, 0, 4, 0, 0, 0,                                        // key offsets
-    0x61, 0, 0x62, 0,                                                          // key block
-    1, 0, 0, 0, 0xFD, 0xFF, 0xFF, 0xFF, 14, 0, 0, 0,                           // data offsets
-    0xAA,                                                                      // marker
-    0x78, 0,                                                                   // item of a
-    0xAA, 2, 0, 0x70, 0, 3, 0, 0x71, 0x71, 0, 0xAA,                            // items of b
-};
+    // header: format 3, size 126, reserved, 2 keys, 3 entries, 1 section
+    3, 0, 0, 0, 126, 0, 0, 0, 0, 0, 0, 0, 2, 0, 0, 0, 3, 0, 0, 0, 1, 0, 0, 0,
+    // Name "D", empty Description, padding, the section table
+    0x44, 0, 0, 0, 0, 0, 0xAA, 0xAA, 0, 0, 0, 0,
+    // section header: size 90, UTF-8 keys, content 2, representation 2, POS unspecified, no
+    // attributes, 2 keys, 3 entries, key block 4, data block 14
+    90, 0, 0, 0, 0, 0, 0, 0, 2, 0, 0, 0, 2, 0, 0, 0, 0xFF, 0xFF, 0xFF, 0xFF, 0, 0, 0, 0, 0, 0, 0, 0,
+    0, 0, 0, 0, 2, 0, 0, 0, 3, 0, 0, 0, 4, 0, 0, 0, 14, 0, 0, 0,
+    // key offsets {0, 2, 4}, key block "a\0b\0", data offsets {1, -3, 14}
+    0, 0, 0, 0, 2, 0, 0, 0, 4, 0, 0, 0, 0x61, 0, 0x62, 0, 1, 0, 0, 0, 0xFD, 0xFF, 0xFF, 0xFF, 14, 0,
+    0, 0,
+    // marker, the item of a, pad, the items of b with their lengths, pad
+    0xAA, 0x78, 0, 0xAA, 2, 0, 0x70, 0, 3, 0, 0x71, 0x71, 0, 0xAA};
 
 alignas(4) inline constexpr unsigned char kEmptyImage[28] = {
     3, 0, 0, 0, 28, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0};
@@ -50,7 +51,7 @@ struct Entry {
   const char *language = nullptr;
   const char *model = nullptr;  // 128 bytes when given
   const char *engine = nullptr;
-  std::string data;
+  std::string data = {};
 
   EDCT_ENTRY Get() const {
     return EDCT_ENTRY{content, representation, pos,         language,
@@ -97,27 +98,42 @@ inline std::vector<std::string> Lookup(SafeHandle dictionary, const std::u16stri
   return out;
 }
 
+using Data = std::vector<std::string>;
+
+// "Name|Description|NbrKeys|NbrEntries", "-" for a text not there (units narrowed to bytes).
+inline std::string Summary(SafeHandle dictionary) {
+  EDCT_INFO info{};
+  EXPECT_EQ(edct_DctGetInfo(dictionary, &info), 0u);
+  const auto text = [](const char16_t *s) {
+    return s ? std::string(s, s + std::char_traits<char16_t>::length(s)) : std::string("-");
+  };
+  const std::string summary = text(info.Name) + "|" + text(info.Description) + "|" +
+                              std::to_string(info.NbrKeys) + "|" + std::to_string(info.NbrEntries);
+  EXPECT_EQ(edct_DctFreeInfo(dictionary, &info), 0u);
+  return summary;
+}
+
 inline EDCT_FILTER AnyFilter() {
   return EDCT_FILTER{0xFFFFFFFFu, 0xFFFFFFFFu, nullptr, nullptr, nullptr};
 }
 
-// A writable dictionary closed with the test.
-class Writable {
+// A dictionary opened from an image (or a new writable one) and closed with the test.
+class Opened {
  public:
-  explicit Writable(EDCT_NOTIFY_FN notify = nullptr, void *user = nullptr) {
-    EXPECT_EQ(edct_DctOpen(g_vqNullHandle, nullptr, EDCT_OPEN_WRITABLE, notify, user, &handle_),
-              0u);
+  Opened(const void *image, uint32_t mode, EDCT_NOTIFY_FN notify = nullptr, void *user = nullptr) {
+    EXPECT_EQ(edct_DctOpen(g_vqNullHandle, image, mode, notify, user, &handle_), 0u);
   }
-  ~Writable() {
-    if (handle_.pointer) {
-      EXPECT_EQ(edct_DctClose(handle_), 0u);
-    }
-  }
+  ~Opened() { EXPECT_EQ(handle_.pointer ? edct_DctClose(handle_) : 0u, 0u); }
   SafeHandle handle() const { return handle_; }
   operator SafeHandle() const { return handle_; }
 
  private:
   SafeHandle handle_{};
+};
+
+struct Writable : Opened {
+  explicit Writable(EDCT_NOTIFY_FN notify = nullptr, void *user = nullptr)
+      : Opened(nullptr, EDCT_OPEN_WRITABLE, notify, user) {}
 };
 
 // Whether a code is a general out-of-memory failure of any family: an open also passes on
@@ -132,25 +148,11 @@ inline constexpr bool kAnyOutOfMemory = true;
 // nothing and pass `unchanged`.
 template <class Operation, class Check>
 void FailEachAllocation(Operation operation, Check unchanged, bool anyFamily = false) {
-  for (uint64_t nth = 1;; ++nth) {
-    const int64_t live = sc::testing::LiveBlocks();
-    sc::testing::FailNthAllocation(nth);
+  const auto run = [&]() -> uint32_t {
     const uint32_t result = operation();
-    const bool failed = sc::testing::AllocationFailed();
-    sc::testing::FailNthAllocation(0);
-    if (!failed) {
-      ASSERT_EQ(result, 0u) << "allocation " << nth;
-      return;
-    }
-    if (anyFamily) {
-      ASSERT_TRUE(IsOutOfMemory(result)) << std::hex << result << " at allocation " << nth;
-    } else {
-      ASSERT_EQ(result, kNoMemory) << "allocation " << nth;
-    }
-    ASSERT_EQ(sc::testing::LiveBlocks(), live) << "allocation " << nth;
-    unchanged();
-    ASSERT_LT(nth, 1000u);
-  }
+    return anyFamily && IsOutOfMemory(result) ? kNoMemory : result;
+  };
+  sctest::ForEachAllocationFailure(run, kNoMemory, unchanged);
 }
 
 // An archive image in 4-aligned storage.

@@ -8,222 +8,146 @@
 
 #include "core/edctspi/codes.h"
 #include "core/edctspi/entry_store.h"
-#include "foundation/alloc.h"
 #include "foundation/resource.h"
+#include "test_util.h"
 
 namespace sc::edct {
 namespace {
 
-// A store with the given growth steps, destroyed with the test.
-class Store {
- public:
-  explicit Store(uint32_t treeGrowth = 10000, uint32_t arenaGrowth = 50000) {
-    EXPECT_EQ(EntryStoreInit(&store_, DefaultResource(), treeGrowth, arenaGrowth), 0u);
-  }
-  ~Store() { EntryStoreDestroy(&store_); }
-  EntryStore *operator->() { return &store_; }
-  EntryStore *get() { return &store_; }
+using Data = std::vector<std::string>;
 
-  uint32_t Add(const std::u16string &key, const std::string &data) {
-    return EntryStoreAdd(&store_, key.c_str(), data.data(), static_cast<uint32_t>(data.size()));
+// A store with the given growth steps, destroyed with the test.
+struct Store : EntryStore {
+  Store(uint32_t treeGrowth, uint32_t arenaGrowth) : EntryStore{} {
+    EXPECT_EQ(EntryStoreInit(this, DefaultResource(), treeGrowth, arenaGrowth), 0u);
   }
-  // All records of a key, newest first; empty when the key is absent.
-  std::vector<std::string> Get(const std::u16string &key) {
-    std::vector<std::string> out;
-    store_.pendingLink = kNoLink;
+  ~Store() { EntryStoreDestroy(this); }
+  uint32_t Add(const std::u16string &key, const std::string &data) {
+    return EntryStoreAdd(this, key.c_str(), data.data(), static_cast<uint32_t>(data.size()));
+  }
+  // All records of a key, newest first, each prefixed by its more flag. Only the first call
+  // names the key: while a chain is pending the key is not looked at.
+  Data Get(const std::u16string &key) {
+    Data out;
+    pendingLink = kNoLink;
     EntryRecord record{};
-    do {
-      if (EntryStoreGet(&store_, key.c_str(), &record) != 0) return out;
+    for (const char16_t *asked = key.c_str(); EntryStoreGet(this, asked, &record) == 0;) {
       EXPECT_EQ(std::u16string(record.key), key);
-      out.emplace_back(reinterpret_cast<const char *>(record.data), record.size);
-    } while (record.more);
+      out.push_back(std::to_string(record.more) +
+                    std::string(reinterpret_cast<const char *>(record.data), record.size));
+      if (!record.more) break;
+      asked = u"\uffff absent";
+    }
+    EXPECT_EQ(pendingLink, kNoLink);
     return out;
   }
-  // Every key in cursor order.
-  std::vector<std::u16string> Keys() {
-    std::vector<std::u16string> keys;
-    StoreCursor cursor;
-    for (StoreCursorOpen(&cursor, &store_); !StoreCursorEnded(&cursor);
-         StoreCursorAdvance(&cursor)) {
-      EntryRecord record;
-      StoreCursorCurrent(&cursor, &record);
-      keys.emplace_back(record.key);
-      while (record.more)
-        StoreCursorCurrent(&cursor, &record);
-    }
-    return keys;
-  }
-
- private:
-  EntryStore store_{};
 };
 
-// Checks order, balance factors and heights of the whole tree; returns the subtree height.
-int CheckSubtree(const NodePool *pool, const KeyOrder &order, uint32_t index, uint32_t *count) {
+// Checks that every key of the subtree lies between the bounds (arena offsets of keys, 0 for
+// none), the balance factors and the heights; returns the subtree height.
+int CheckSubtree(const Store &store, uint32_t index, uint32_t low, uint32_t high, size_t *count) {
   if (!index) return 0;
-  const Node &node = pool->At(index);
+  const Node &node = store.pool->At(index);
+  const KeyOrder order{store.arena.data};
+  EXPECT_TRUE(!low || order.Values(low, node.value) < 0) << "node " << index;
+  EXPECT_TRUE(!high || order.Values(node.value, high) < 0) << "node " << index;
   ++*count;
-  if (node.left) {
-    EXPECT_LT(order.Values(pool->At(node.left).value, node.value), 0);
-  }
-  if (node.right) {
-    EXPECT_GT(order.Values(pool->At(node.right).value, node.value), 0);
-  }
-  const int left = CheckSubtree(pool, order, node.left, count);
-  const int right = CheckSubtree(pool, order, node.right, count);
+  const int left = CheckSubtree(store, node.left, low, node.value, count);
+  const int right = CheckSubtree(store, node.right, node.value, high, count);
   EXPECT_EQ(node.balance, left - right) << "node " << index;
   EXPECT_LE(std::abs(left - right), 1) << "node " << index;
   return 1 + std::max(left, right);
 }
 
-void CheckTree(EntryStore *store, size_t expectedKeys) {
-  uint32_t count = 0;
-  const int height =
-      CheckSubtree(store->pool, KeyOrder{store->arena.data}, store->pool->root, &count);
+void CheckTree(const Store &store, size_t expectedKeys) {
+  size_t count = 0;
+  const int height = CheckSubtree(store, store.pool->root, 0, 0, &count);
   EXPECT_EQ(count, expectedKeys);
-  EXPECT_EQ(KeyTreeHeight(store->pool, store->pool->root), static_cast<uint32_t>(height));
-}
-
-TEST(EntryStore, KeysWalkInCodeUnitOrder) {
-  Store store;
-  for (const char16_t *key : {u"a", u"B", u"b", u"A", u"\u00e9", u"ab", u""})
-    EXPECT_EQ(store.Add(key, "x"), kStoreNewKey);
-  const std::vector<std::u16string> expected = {u"", u"A", u"B", u"a", u"ab", u"b", u"\u00e9"};
-  EXPECT_EQ(store.Keys(), expected);
+  EXPECT_EQ(KeyTreeHeight(store.pool, store.pool->root), static_cast<uint32_t>(height));
 }
 
 TEST(EntryStore, ChainsStandNewestFirstAndRemoveWhole) {
-  Store store;
+  Store store(2, 8);
   EntryRecord record;
   uint32_t count = 7;
-  EXPECT_EQ(EntryStoreGet(store.get(), u"key", &record), kStoreAbsent);
-  EXPECT_EQ(EntryStoreRemove(store.get(), u"key", &count), kStoreAbsent);
+  EXPECT_EQ(EntryStoreGet(&store, u"key", &record), kStoreAbsent);
+  EXPECT_EQ(EntryStoreRemove(&store, u"key", &count), kStoreAbsent);
   EXPECT_EQ(count, 0u);
-  EXPECT_TRUE(store.Keys().empty());
   EXPECT_EQ(store.Add(u"key", "one"), kStoreNewKey);
   EXPECT_EQ(store.Add(u"other", "o"), kStoreNewKey);
+  // The pool is full: even a key already present takes a node before the search, and the
+  // pool moves as it grows.
   EXPECT_EQ(store.Add(u"key", "two"), kStoreChained);
+  EXPECT_EQ(store.pool->capacity, 4u);
   EXPECT_EQ(store.Add(u"key", "three!"), kStoreChained);
-  EXPECT_EQ(store.Get(u"key"), (std::vector<std::string>{"three!", "two", "one"}));
-
-  // The more flags, and that the key argument is not looked at while a chain is pending.
-  store->pendingLink = kNoLink;
-  std::vector<uint32_t> more;
-  ASSERT_EQ(EntryStoreGet(store.get(), u"key", &record), 0u);
-  more.push_back(record.more);
-  while (record.more) {
-    ASSERT_EQ(EntryStoreGet(store.get(), u"absent", &record), 0u);
-    more.push_back(record.more);
-  }
-  EXPECT_EQ(more, (std::vector<uint32_t>{1, 1, 0}));
-  EXPECT_EQ(store->pendingLink, kNoLink);
-
-  EXPECT_EQ(EntryStoreRemove(store.get(), u"key", &count), 0u);
+  EXPECT_EQ(store.Get(u"key"), (Data{"1three!", "1two", "0one"}));
+  EXPECT_EQ(EntryStoreRemove(&store, u"key", &count), 0u);
   EXPECT_EQ(count, 3u);
-  EXPECT_TRUE(store.Get(u"key").empty());
-  EXPECT_EQ(store.Get(u"other"), std::vector<std::string>{"o"});
-
+  EXPECT_EQ(store.Get(u"key"), Data{});
+  EXPECT_EQ(store.Get(u"other"), Data{"0o"});
   // Added again, the key starts a new chain; the old records are out of reach.
   EXPECT_EQ(store.Add(u"key", "four"), kStoreNewKey);
-  EXPECT_EQ(store.Get(u"key"), std::vector<std::string>{"four"});
-  EXPECT_EQ(EntryStoreRemove(store.get(), u"key", &count), 0u);
-  EXPECT_EQ(count, 1u);
-}
-
-TEST(EntryStore, EmptyRecordsKeepTheirChain) {
-  Store store;
+  EXPECT_EQ(store.Get(u"key"), Data{"0four"});
+  // Empty records, which cannot carry their link in the sign of their length.
   EXPECT_EQ(store.Add(u"e", ""), kStoreNewKey);
-  EXPECT_EQ(store.Get(u"e"), std::vector<std::string>{""});
-  EXPECT_EQ(store.Add(u"e", "x"), kStoreChained);
-  EXPECT_EQ(store.Add(u"e", ""), kStoreChained);
-  EXPECT_EQ(store.Add(u"e", ""), kStoreChained);
-  EXPECT_EQ(store.Get(u"e"), (std::vector<std::string>{"", "", "x", ""}));
-  uint32_t count = 0;
-  EXPECT_EQ(EntryStoreRemove(store.get(), u"e", &count), 0u);
+  for (const char *data : {"x", "", ""})
+    EXPECT_EQ(store.Add(u"e", data), kStoreChained);
+  EXPECT_EQ(store.Get(u"e"), (Data{"1", "1", "1x", "0"}));
+  EXPECT_EQ(EntryStoreRemove(&store, u"e", &count), 0u);
   EXPECT_EQ(count, 4u);
 }
 
-TEST(EntryStore, AscendingInsertionsStayBalanced) {
-  Store store;
-  for (int i = 0; i < 1023; ++i) {
-    char16_t key[3] = {static_cast<char16_t>(0x100 + i / 64), static_cast<char16_t>(i % 64 + 1), 0};
-    ASSERT_EQ(store.Add(key, ""), kStoreNewKey);
-  }
-  CheckTree(store.get(), 1023);
-  EXPECT_EQ(KeyTreeHeight(store->pool, store->pool->root), 10u);
-}
-
-TEST(EntryStore, RandomInsertionsAndRemovalsKeepTheTreeValid) {
+// Ascending keys first (rotations one way only), then random additions and removals over an
+// alphabet of capitals, small letters and wide units, ordered as code units.
+TEST(EntryStore, InsertionsAndRemovalsKeepTheTreeValidAndOrdered) {
   const unsigned seed = std::random_device{}();
   SCOPED_TRACE("seed " + std::to_string(seed));
   std::mt19937 random(seed);
   Store store(64, 256);  // small steps, so the pool and the arena grow many times
   std::set<std::u16string> held;
-  auto randomKey = [&] {
-    std::u16string key;
-    for (int n = 1 + random() % 3; n > 0; --n)
-      key += static_cast<char16_t>(u'a' + random() % 12);
-    return key;
-  };
+  for (char16_t unit = 0x100; unit < 0x100 + 511; ++unit) {
+    ASSERT_EQ(store.Add(std::u16string(1, unit), ""), kStoreNewKey);
+    held.insert(std::u16string(1, unit));
+  }
+  CheckTree(store, 511);
+  EXPECT_EQ(KeyTreeHeight(store.pool, store.pool->root), 9u);
+  const char16_t alphabet[] = {u'a', u'b', u'c', u'A', u'B', u'Z', 0xe9, 0x4e00, 0xffff};
   for (int step = 0; step < 4000; ++step) {
-    const std::u16string key = randomKey();
-    if (random() % 3 == 0) {
-      uint32_t count = 0;
-      const uint32_t removed = EntryStoreRemove(store.get(), key.c_str(), &count);
-      ASSERT_EQ(removed, held.erase(key) ? 0u : kStoreAbsent) << "step " << step;
-    } else {
-      const uint32_t added = store.Add(key, "d");
-      ASSERT_EQ(added, held.insert(key).second ? kStoreNewKey : kStoreChained) << "step " << step;
-    }
-    CheckTree(store.get(), held.size());
+    std::u16string key;
+    for (int n = random() % 4; n > 0; --n)
+      key += alphabet[random() % std::size(alphabet)];
+    const bool remove = random() % 3 == 0;
+    const uint32_t expected = remove ? (held.erase(key) ? 0u : kStoreAbsent)
+                                     : (held.insert(key).second ? kStoreNewKey : kStoreChained);
+    uint32_t count = 0;
+    ASSERT_EQ(remove ? EntryStoreRemove(&store, key.c_str(), &count) : store.Add(key, "d"),
+              expected);
+    CheckTree(store, held.size());
     if (HasFailure()) FAIL() << "step " << step;
   }
-  EXPECT_EQ(store.Keys(), std::vector<std::u16string>(held.begin(), held.end()));
-}
-
-TEST(EntryStore, PoolGrowthKeepsIndices) {
-  Store store;
-  EXPECT_EQ(store->pool->capacity, 10000u);
-  for (int i = 0; i < 10000; ++i)
-    ASSERT_EQ(store.Add(u"k" + std::u16string(1, static_cast<char16_t>(0x1000 + i)), "v"),
-              kStoreNewKey);
-  EXPECT_EQ(store->pool->freeHead, 0u);
-  const uint32_t root = store->pool->root;
-  const uint32_t rootValue = store->pool->At(root).value;
-  // Even a key already present takes a node before the search, so the pool grows.
-  EXPECT_EQ(store.Add(u"k\u1000", "w"), kStoreChained);
-  EXPECT_EQ(store->pool->capacity, 20000u);
-  EXPECT_EQ(store->pool->root, root);
-  EXPECT_EQ(store->pool->At(root).value, rootValue);
-  EXPECT_EQ(store.Get(u"k\u1000"), (std::vector<std::string>{"w", "v"}));
-  EXPECT_EQ(store.Get(u"k\u3710"), std::vector<std::string>{});
-  EXPECT_EQ(store.Get(u"k\u370f"), std::vector<std::string>{"v"});
-  CheckTree(store.get(), 10000);
 }
 
 TEST(EntryStore, GrowthFailuresLeaveTheStoreAsItWas) {
   Store store(2, 8);
-  int attempt = 0;
+  const sctest::AllocationFailureGuard guard;
+  int refused = 0;
   for (int i = 0; i < 40; ++i) {
     const std::u16string key = u"key" + std::u16string(1, static_cast<char16_t>(u'a' + i % 20));
-    const std::string data(i, 'x');
-    const std::vector<std::string> before = store.Get(key);
-    const uint32_t count = store->arena.count;
-    for (uint64_t nth = 1;; ++nth) {
-      testing::FailNthAllocation(nth);
-      const uint32_t added = store.Add(key, data);
-      testing::FailNthAllocation(0);
-      if (added != code::kNoMemory) {
-        ASSERT_EQ(added, before.empty() ? kStoreNewKey : kStoreChained);
-        break;
-      }
-      ++attempt;
-      ASSERT_EQ(store->arena.count, count);
-      ASSERT_EQ(store.Get(key), before);
-    }
+    const Data before = store.Get(key);
+    const uint32_t bytes = store.arena.count;
+    refused += sctest::ForEachAllocationFailure(
+        [&] {
+          const uint32_t added = store.Add(key, std::string(i, 'x'));
+          return added == (before.empty() ? kStoreNewKey : kStoreChained) ? 0 : added;
+        },
+        code::kNoMemory,
+        [&] {
+          EXPECT_EQ(store.arena.count, bytes);
+          EXPECT_EQ(store.Get(key), before);
+        });
   }
-  EXPECT_GT(attempt, 10);  // the loop did meet failures of both the arena and the pool
-  CheckTree(store.get(), 20);
+  EXPECT_GT(refused, 10);  // failures of both the arena and the pool
+  CheckTree(store, 20);
 }
 
 }  // namespace

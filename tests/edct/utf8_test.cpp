@@ -1,6 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <cstring>
 #include <random>
 #include <string>
 
@@ -9,6 +8,8 @@
 namespace sc::edct {
 namespace {
 
+// Each conversion must write exactly the count its size function announced, the terminator
+// included.
 std::string Encode(const std::u16string &text) {
   std::string out(WcsUTF8Size(text.c_str()), '\x7f');
   EXPECT_EQ(WcsToUTF8(text.c_str(), out.data()), out.size());
@@ -25,42 +26,26 @@ std::u16string Decode(const std::string &bytes) {
   return out;
 }
 
-int Sign(int value) {
-  return (value > 0) - (value < 0);
-}
-
-TEST(Utf8, EncodesOneToThreeBytesPerUnit) {
-  EXPECT_EQ(Encode(u"A\u00e9\u20ac"), "\x41\xc3\xa9\xe2\x82\xac");
-  EXPECT_EQ(WcsUTF8Size(u"A\u00e9\u20ac"), 7u);
-  EXPECT_EQ(Decode("\x41\xc3\xa9\xe2\x82\xac"), u"A\u00e9\u20ac");
-  EXPECT_EQ(UTF8WcsSize("\x41\xc3\xa9\xe2\x82\xac"), 4u);
-  // The edges of each length.
-  EXPECT_EQ(Encode(u"\u007f"), "\x7f");
-  EXPECT_EQ(Encode(u"\u0080"), "\xc2\x80");
-  EXPECT_EQ(Encode(u"\u07ff"), "\xdf\xbf");
-  EXPECT_EQ(Encode(u"\u0800"), "\xe0\xa0\x80");
-  EXPECT_EQ(Encode(u"\uffff"), "\xef\xbf\xbf");
-  // The empty string is the terminator alone.
-  EXPECT_EQ(WcsUTF8Size(u""), 1u);
-  EXPECT_EQ(UTF8WcsSize(""), 1u);
-}
-
-TEST(Utf8, SurrogatesAreEncodedOneByOne) {
-  const std::u16string pair = u"\xd83d\xde00";
-  const std::string bytes = Encode(pair);
-  EXPECT_EQ(bytes, "\xed\xa0\xbd\xed\xb8\x80");
-  EXPECT_EQ(Decode(bytes), pair);
-}
-
-TEST(Utf8, DecodingIsLenient) {
-  EXPECT_EQ(Decode("\xc1\xbf"), u"\u007f");             // overlong two bytes
-  EXPECT_EQ(Decode("\xe0\x9f\xbf"), u"\u07ff");         // overlong three bytes
-  EXPECT_EQ(Decode("\x80\x80"), std::u16string(1, 0));  // a continuation byte leads
-  EXPECT_EQ(Decode("\xf4\x90\x80"), u"\u4400");         // four-byte leads take three
-  // A NUL where a continuation byte is due ends the string.
-  EXPECT_EQ(UTF8WcsSize("\xc3"), 1u);
-  EXPECT_EQ(Decode("a\xe2\x82"), u"a");
-  EXPECT_EQ(UTF8WcsSize("a\xe2\x82"), 2u);
+TEST(Utf8, EncodingAndLenientDecoding) {
+  // Round trips: the edges of each length, a surrogate pair encoded unit by unit, nothing.
+  const std::pair<std::u16string, std::string> both[] = {
+      {u"A\u00e9\u20ac", "\x41\xc3\xa9\xe2\x82\xac"}, {u"\u007f\u0080", "\x7f\xc2\x80"},
+      {u"\u07ff\u0800", "\xdf\xbf\xe0\xa0\x80"},      {u"\uffff", "\xef\xbf\xbf"},
+      {u"\xd83d\xde00", "\xed\xa0\xbd\xed\xb8\x80"},  {u"", ""}};
+  for (const auto &[text, bytes] : both) {
+    EXPECT_EQ(Encode(text), bytes);
+    EXPECT_EQ(Decode(bytes), text);
+  }
+  // Decoding never refuses: overlong forms, a leading continuation byte, a four-byte lead,
+  // and a NUL where a continuation byte is due, which ends the string.
+  const std::pair<std::string, std::u16string> lenient[] = {{"\xc1\xbf", u"\u007f"},
+                                                            {"\xe0\x9f\xbf", u"\u07ff"},
+                                                            {"\x80\x80", std::u16string(1, 0)},
+                                                            {"\xf4\x90\x80", u"\u4400"},
+                                                            {"\xc3", u""},
+                                                            {"a\xe2\x82", u"a"}};
+  for (const auto &[bytes, text] : lenient)
+    EXPECT_EQ(Decode(bytes), text);
 }
 
 // The unit-by-unit comparison must agree with decoding and comparing, for every string the
@@ -71,6 +56,7 @@ TEST(Utf8, ComparisonAgreesWithDecoding) {
   std::mt19937 random(seed);
   const char16_t alphabet[] = {u'a', u'b', u'Z', 0x7f, 0xe9, 0x7ff, 0x800, 0x20ac, 0xd83d, 0xffff};
   const unsigned char bytes[] = {'a', 'b', 0xc3, 0xa9, 0xe2, 0x82, 0xac, 0xc0, 0x80, 0xff};
+  const auto sign = [](int value) { return (value > 0) - (value < 0); };
   for (int round = 0; round < 20000; ++round) {
     std::u16string key;
     for (int n = random() % 5; n > 0; --n)
@@ -85,22 +71,16 @@ TEST(Utf8, ComparisonAgreesWithDecoding) {
       for (int n = random() % 6; n > 0; --n)
         utf8 += static_cast<char>(bytes[random() % std::size(bytes)]);
     }
-    const std::u16string decoded = Decode(utf8);
     // What decoding gives: the units up to the first 0 unit.
-    const std::u16string asString(decoded.c_str());
-    const int expected = Sign(key.compare(asString));
+    const int expected = sign(key.compare(Decode(utf8).c_str()));
     const auto *begin = reinterpret_cast<const unsigned char *>(utf8.data());
-    ASSERT_EQ(CompareWcsUTF8(key.c_str(), begin, begin + utf8.size() + 1), expected)
-        << "round " << round;
-    ASSERT_EQ(CompareWcsUTF8(key.c_str(), begin, nullptr), expected) << "round " << round;
+    ASSERT_EQ(CompareWcsUTF8(key.c_str(), begin, begin + utf8.size() + 1), expected) << round;
+    ASSERT_EQ(CompareWcsUTF8(key.c_str(), begin, nullptr), expected) << round;
   }
-}
-
-TEST(Utf8, ComparisonStopsAtTheBound) {
-  const unsigned char bytes[] = {'a', 'b', 'c'};  // no NUL: the bound ends the string
-  EXPECT_EQ(CompareWcsUTF8(u"ab", bytes, bytes + 2), 0);
-  EXPECT_LT(CompareWcsUTF8(u"ab", bytes, bytes + 3), 0);
-  const unsigned char cut[] = {0xe2, 0x82};  // a sequence cut by the bound
+  // A bound ends the string where no NUL does, also in the middle of a sequence.
+  const unsigned char abc[] = {'a', 'b', 'c'}, cut[] = {0xe2, 0x82};
+  EXPECT_EQ(CompareWcsUTF8(u"ab", abc, abc + 2), 0);
+  EXPECT_LT(CompareWcsUTF8(u"ab", abc, abc + 3), 0);
   EXPECT_EQ(CompareWcsUTF8(u"", cut, cut + 2), 0);
 }
 
