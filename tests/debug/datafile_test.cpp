@@ -3,6 +3,7 @@
 
 #include <cstring>
 #include <regex>
+#include <tuple>
 #include <string>
 #include <vector>
 
@@ -11,14 +12,12 @@
 
 namespace {
 
+using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 
 const DBG_DATAFILE_SPEC kBuf = {"EDCTSPI", "DctStrm", "Read", "buf"};
-
-std::string Banner() {
-  const std::string rule(73, '-');
-  return rule + "\nDBGSPI : LOGGING ENDED NORMALLY\n" + rule + "\n";
-}
+const std::string kRule(73, '-'), kBanner = kRule + "\nDBGSPI : LOGGING ENDED NORMALLY\n" + kRule +
+                                            "\n";
 
 using DbgDataTest = DbgTest;
 
@@ -26,83 +25,74 @@ TEST_F(DbgDataTest, OutputWritesEveryTypeAndEndsWithTheBanner) {
   Set("VQ_OUTPATH", Path("p-"));  // a plain prefix: no separator is added
   const DBG_DATAFILE_SPEC outs[] = {kBuf, {"EDCTSPI", "DctStrm", "Read", "unused"}};
   ASSERT_EQ(dbg_Init(0, nullptr, 2, outs), DBG_INIT_OK);
-  const std::string file = Path("p-DctStrm_Read_buf.out");
-  const std::string unused = Path("p-DctStrm_Read_unused.out");
-  ASSERT_TRUE(Exists(file));
-  ASSERT_TRUE(Exists(unused));
-
-  auto out = [](const void *data, uint16_t count, uint32_t type) {
-    dbg_Output("EDCTSPI", "DctStrm", 0, "Read", "buf", data, count, type);
-  };
+  const std::string file = Path("p-DctStrm_Read_buf.out"),
+                    unused = Path("p-DctStrm_Read_unused.out");
+  ASSERT_TRUE(Exists(file) && Exists(unused));
   const uint8_t bytes[] = {0x01, 0xff, 0x10};
-  out(bytes, 3, DBG_TYPE_U8);
   alignas(4) unsigned char raw[8];
   const int16_t halves[] = {0x1234, -2};
   std::memcpy(raw + 1, halves, sizeof halves);  // elements need not be aligned
-  out(raw + 1, 2, DBG_TYPE_I16);
   const int32_t words[] = {-1, 0x7fffffff};
-  out(words, 2, DBG_TYPE_I32);
-  const uint32_t word = 0xdeadbeefu, truths[] = {0, 7}, hex = 0x10;
-  out(&word, 1, DBG_TYPE_U32);
-  out(truths, 2, DBG_TYPE_BOOL);
-  out("ab", 2, DBG_TYPE_CHAR);
-  out("", 0, DBG_TYPE_CHAR);
-  out(bytes, 3, 5);
-  out(&hex, 1, DBG_TYPE_HEX32);
+  const uint32_t word = 0xdeadbeefu, truths[] = {0, 0x100}, hex = 0x10;
+  const std::tuple<const void *, uint16_t, uint32_t> calls[] = {
+      {bytes, 3, DBG_TYPE_U8},    {raw + 1, 2, DBG_TYPE_I16},
+      {words, 2, DBG_TYPE_I32},   {&word, 1, DBG_TYPE_U32},
+      {truths, 2, DBG_TYPE_BOOL}, {"ab", 2, DBG_TYPE_CHAR},
+      {"", 0, DBG_TYPE_CHAR},     {bytes, 3, 5},
+      {&hex, 1, DBG_TYPE_HEX32}};
+  for (const auto &[data, count, type] : calls)
+    dbg_Output("EDCTSPI", "DctStrm", 0, "Read", "buf", data, count, type);
   dbg_OutputArg("EDCTSPI", "DctStrm", 0x2a, "Read", "buf", "value %d", 7);
   // Output files match on all four names, the submodule included.
   dbg_Output("EDCTSPI", "Other", 0, "Read", "buf", bytes, 3, DBG_TYPE_U8);
   dbg_OutputArg("EDCTSPI", "DctStrm", 0x2a, "Read", "bu", "value %d", 8);
-
   const std::string expected =
       "01\nff\n10\n1234\nfffe\nffffffff\n7fffffff\ndeadbeef\n0\n1\nab\n\n"
       "Logging of this Data Type not supported\n00000010\n"
       "   DctStrm i:        2a f:Read value 7\n";
   EXPECT_EQ(Read(file), expected);  // flushed at once
   dbg_Terminate();
-  EXPECT_EQ(Read(file), expected + Banner());
+  EXPECT_EQ(Read(file), expected + kBanner);
   EXPECT_FALSE(Exists(unused));
 }
 
+// Values are hex digits; what comes before them is skipped ("-" negates a signed type), the
+// first non-digit after them ends them, and digits beyond the width are kept from the right.
 TEST_F(DbgDataTest, InputParsesHexValuesByType) {
   Set("VQ_INPATH", Path(""));
   Write(Path("DctStrm_Read_buf.in"), "01\nff\n10\n-0a\n-0a\nzz12345\n-1\n  7fffffff,\nff-ff\n");
   ASSERT_EQ(dbg_Init(1, &kBuf, 0, nullptr), DBG_INIT_OK);
-  auto in = [](const char *function, void *buffer, uint16_t count, uint32_t type,
+  auto in = [](void *buffer, uint16_t count, uint32_t type, const char *function = "Read",
                const char *submodule = "DctStrm") {
     dbg_Input("EDCTSPI", submodule, 0, function, "buf", buffer, count, type);
   };
   int8_t small[3] = {};
-  in("Read", small, 3, DBG_TYPE_I8);
-  EXPECT_THAT(small, ::testing::ElementsAre(1, -1, 16));
-  int32_t untouched = 99;
+  in(small, 3, DBG_TYPE_I8);
+  EXPECT_THAT(small, ElementsAre(1, -1, 16));
+  int32_t untouched = 99, negative = 0, large = 0;
   for (uint32_t type : {5u, DBG_TYPE_BOOL, DBG_TYPE_CHAR, DBG_TYPE_HEX32})
-    in("Read", &untouched, 1, type);
-  in("Write", &untouched, 1, DBG_TYPE_I32);
+    in(&untouched, 1, type);
+  in(&untouched, 1, DBG_TYPE_I32, "Write");
   EXPECT_EQ(untouched, 99);
-
-  int32_t negative = 0, large = 0;
   uint32_t positive = 0;
   uint16_t last4 = 0;
   int16_t minusOne = 0;
   uint8_t pair[2] = {};
-  in("Read", &negative, 1, DBG_TYPE_I32, "Other");  // the submodule is not compared
-  in("Read", &positive, 1, DBG_TYPE_U32);
-  in("Read", &last4, 1, DBG_TYPE_U16);
-  in("Read", &minusOne, 1, DBG_TYPE_I16);
-  in("Read", &large, 1, DBG_TYPE_I32);
-  in("Read", pair, 2, DBG_TYPE_U8);  // "-" is skipped for unsigned types
-  EXPECT_EQ(negative, -10);
-  EXPECT_EQ(positive, 10u);
-  EXPECT_EQ(last4, 0x2345);
-  EXPECT_EQ(minusOne, -1);
-  EXPECT_EQ(large, 0x7fffffff);
-  EXPECT_THAT(pair, ::testing::ElementsAre(0xff, 0xff));
+  in(&negative, 1, DBG_TYPE_I32, "Read", "Other");  // the submodule is not compared
+  in(&positive, 1, DBG_TYPE_U32);
+  in(&last4, 1, DBG_TYPE_U16);
+  in(&minusOne, 1, DBG_TYPE_I16);
+  in(&large, 1, DBG_TYPE_I32);
+  in(pair, 2, DBG_TYPE_U8);  // "-" is skipped for unsigned types
+  EXPECT_EQ(std::tuple(negative, positive, last4, minusOne, large),
+            std::tuple(-10, 10u, uint16_t{0x2345}, int16_t{-1}, 0x7fffffff));
+  EXPECT_THAT(pair, ElementsAre(0xff, 0xff));
 }
 
 // Every matching file takes part. One spec leads to two output files only through two
-// dbg_Init calls with different VQ_OUTPATH; each file is ended by its own name.
-TEST_F(DbgDataTest, SeveralMatchingFilesAllTakePart) {
+// dbg_Init calls with different VQ_OUTPATH; each file is ended by its own name. The tables
+// keep 30 output and 20 input files.
+TEST_F(DbgDataTest, SeveralMatchingFilesAndFullTables) {
   Set("VQ_INPATH", Path(""));
   Write(Path("A_Read_buf.in"), "05\n");
   Write(Path("B_Read_buf.in"), "07\n");
@@ -117,17 +107,14 @@ TEST_F(DbgDataTest, SeveralMatchingFilesAllTakePart) {
   dbg_Output("M", "A", 0, "Read", "buf", &value, 1, DBG_TYPE_U8);
   Set("VQ_OUTPATH", Path("three-"));
   dbg_Terminate();
-  EXPECT_EQ(Read(Path("one-A_Read_buf.out")), "07\n" + Banner());
-  EXPECT_EQ(Read(Path("two-A_Read_buf.out")), "07\n" + Banner());
-}
+  EXPECT_EQ(Read(Path("one-A_Read_buf.out")), "07\n" + kBanner);
+  EXPECT_EQ(Read(Path("two-A_Read_buf.out")), "07\n" + kBanner);
 
-TEST_F(DbgDataTest, RegistrationKeepsWhatFits) {
   Set("VQ_OUTPATH", Path(""));
-  Set("VQ_INPATH", Path(""));
   std::vector<std::string> names;
+  std::vector<DBG_DATAFILE_SPEC> specs;
   for (int i = 0; i < 35; ++i)
     names.push_back("d" + std::to_string(i));
-  std::vector<DBG_DATAFILE_SPEC> specs;
   for (const std::string &name : names) {
     specs.push_back({"M", "S", "F", name.c_str()});
     Write(Path("S_F_" + name + ".in"), "2a\n");
@@ -136,15 +123,14 @@ TEST_F(DbgDataTest, RegistrationKeepsWhatFits) {
   ASSERT_EQ(dbg_Init(0, nullptr, 10, specs.data() + 25), DBG_INIT_OK);
   for (int i = 0; i < 35; ++i)
     EXPECT_EQ(Exists(Path("S_F_" + names[i] + ".out")), i < 30) << i;
-  uint8_t values[2] = {};  // twenty input files at most
+  uint8_t values[2] = {};
   dbg_Input("M", "S", 0, "F", "d19", &values[0], 1, DBG_TYPE_U8);
   dbg_Input("M", "S", 0, "F", "d20", &values[1], 1, DBG_TYPE_U8);
-  EXPECT_EQ(values[0], 0x2a);
-  EXPECT_EQ(values[1], 0);
+  EXPECT_THAT(values, ElementsAre(0x2a, 0));
 }
 
-// A failure keeps the specs before it, drops it and those after it, registers no input and
-// leaves the facility uninitialised.
+// A failure keeps the specs before it, drops it and those after it, registers no input,
+// says which file failed and leaves the facility uninitialised.
 TEST_F(DbgDataTest, RegistrationStopsAtAFileThatCannotOpen) {
   Set("VQ_OUTPATH", Path(""));
   Set("VQ_INPATH", Path(""));
@@ -160,9 +146,7 @@ TEST_F(DbgDataTest, RegistrationStopsAtAFileThatCannotOpen) {
   EXPECT_THAT(::testing::internal::GetCapturedStderr(),
               HasSubstr("name too long for debug data file " + Path("S_F_" + tooLong + ".out")));
   EXPECT_EQ(dbg_Assert("M", "S", 0, "F", "f.c", 1, "not initialised"), 0);
-  EXPECT_TRUE(Exists(Path("S_F_" + longest + ".out")));
   EXPECT_FALSE(Exists(Path("S_F_after.out")));
-
   ASSERT_EQ(dbg_Init(0, nullptr, 0, nullptr), DBG_INIT_OK);
   uint8_t value = 0;
   dbg_Input("M", "S", 0, "F", "in", &value, 1, DBG_TYPE_U8);
@@ -170,15 +154,16 @@ TEST_F(DbgDataTest, RegistrationStopsAtAFileThatCannotOpen) {
   dbg_Output("M", "S", 0, "F", longest.c_str(), &value, 1, DBG_TYPE_U8);
   EXPECT_EQ(Read(Path("S_F_" + longest + ".out")), "00\n");
   dbg_Terminate();
-
   ::testing::internal::CaptureStderr();
   EXPECT_EQ(dbg_Init(1, &kBuf, 0, nullptr), DBG_INIT_FILE_FAILED);  // no such input file
   EXPECT_THAT(::testing::internal::GetCapturedStderr(),
               HasSubstr("cannot open debug data file " + Path("DctStrm_Read_buf.in")));
 }
 
+// Timing lines ignore the level, the switch and the fields; the tick counts milliseconds
+// from the start of the system.
 TEST_F(DbgDataTest, TimingLinesCarryTheTickAndIgnoreTraceSettings) {
-  StartLogging(nullptr, "none");  // no trace level at all
+  StartLogging(nullptr, "none");
   dbg_TraceDisable();
   const uint32_t before = sc::plat::MillisecondsSinceBoot();
   dbg_Time("EDCTSPI", "DctStrm", 0x2a, "hello");
@@ -194,43 +179,28 @@ TEST_F(DbgDataTest, TimingLinesCarryTheTickAndIgnoreTraceSettings) {
   std::smatch match;
   const std::string log = Read(Log());
   ASSERT_TRUE(std::regex_match(log, match, shape)) << log;
-  for (size_t i = 1; i <= 4; ++i) {
-    const auto tick = static_cast<uint32_t>(std::stoll(match[i].str()));
-    EXPECT_LE(tick - before, after - before) << match[i];  // modulo 2^32, like the tick
-  }
-
-  // The tick counts from the start of the system.
+  for (size_t i = 1; i <= 4; ++i)  // modulo 2^32, like the tick
+    EXPECT_LE(static_cast<uint32_t>(std::stoll(match[i].str())) - before, after - before);
   std::istringstream uptime(Read("/proc/uptime"));
   double seconds = 0;
   uptime >> seconds;
   const auto expected = static_cast<uint32_t>(static_cast<uint64_t>(seconds * 1000));
-  const uint32_t tick = sc::plat::MillisecondsSinceBoot();
-  EXPECT_LT(std::min(tick - expected, expected - tick), 2000u);
+  EXPECT_LT(std::min(after - expected, expected - after), 2000u);
 }
 
 using DbgDataDeathTest = DbgTest;
 
-TEST_F(DbgDataDeathTest, AssertEndsTheProcessWithStatusMinusOne) {
-  EXPECT_EQ(dbg_Assert("M", "DctStrm", 0x2a, "Read", "f.c", 77, "before init"), 0);
+TEST_F(DbgDataDeathTest, AssertAndShortInputEndTheProcessWithStatusMinusOne) {
   Set("VQ_TRACELEVEL", "none");
-  ASSERT_EQ(dbg_Init(0, nullptr, 0, nullptr), DBG_INIT_OK);
+  Set("VQ_LOGFILE", "/nonexistent/dir/trace.log");  // cannot open: lines go to standard error
+  Set("VQ_INPATH", Path(""));
+  Write(Path("DctStrm_Read_buf.in"), "01\n0a");  // the last value has no end
+  ASSERT_EQ(dbg_Init(1, &kBuf, 0, nullptr), DBG_INIT_OK);
   dbg_TraceDisable();
   EXPECT_EXIT(
       dbg_Assert("M", "DctStrm", 0x2a, "Read", "f.c", 77, "bad state"),
       ::testing::ExitedWithCode(255),
       "Program generated assertion:    DctStrm i:        2a = line:  77 f:Read bad state \n");
-
-  StartLogging(nullptr, nullptr);
-  EXPECT_EXIT(dbg_Assert("M", "S", 0, "Read", "f.c", 12345, "x"), ::testing::ExitedWithCode(255),
-              "");
-  EXPECT_EQ(Read(Log()),
-            "Program generated assertion:          S i:         0 = line:12345 f:Read x \n");
-}
-
-TEST_F(DbgDataDeathTest, InputFileTooShortEndsTheProcess) {
-  Set("VQ_INPATH", Path(""));
-  Write(Path("DctStrm_Read_buf.in"), "01\n0a");  // the last value has no end
-  ASSERT_EQ(dbg_Init(1, &kBuf, 0, nullptr), DBG_INIT_OK);
   auto read = [](uint16_t count) {
     dup2(STDERR_FILENO, STDOUT_FILENO);  // the message goes to standard output
     uint8_t values[4];
@@ -240,6 +210,12 @@ TEST_F(DbgDataDeathTest, InputFileTooShortEndsTheProcess) {
   EXPECT_EXIT(read(2), ::testing::ExitedWithCode(255),
               "^End of file reached : input file not long enough$");
   EXPECT_EXIT(read(4), ::testing::ExitedWithCode(255), "input file not long enough");
+
+  StartLogging(nullptr, nullptr);
+  EXPECT_EXIT(dbg_Assert("M", "S", 0, "Read", "f.c", 12345, "x"), ::testing::ExitedWithCode(255),
+              "");
+  EXPECT_EQ(Read(Log()),
+            "Program generated assertion:          S i:         0 = line:12345 f:Read x \n");
 }
 
 }  // namespace
