@@ -1,10 +1,102 @@
-/* edct_: exception dictionaries. */
+/* edct_: exception dictionaries. A dictionary maps words (16-bit keys) to typed data entries,
+ * grouped by six attributes; it is writable in memory or a read-only view over an archive
+ * image. Iterators walk a dictionary, and a manager searches several in priority order. */
 #ifndef SC_EDCT_H
 #define SC_EDCT_H
 
 #include "sc_common.h"
 
 SC_EXTERN_C_BEGIN
+
+/* Check values of the dictionaries' safe handles (and owner tags of their guarded objects). */
+#define EDCT_DCT_TAG 44892u
+#define EDCT_DCTIT_TAG 44893u
+#define EDCT_DCTMGR_TAG 56613u
+
+/* Content kinds. */
+#define EDCT_CONTENT_BROAD_NARROWS 0u
+#define EDCT_CONTENT_USERWORDS 1u
+#define EDCT_CONTENT_ORTHOGRAPHIC 2u
+
+/* Representations of the data bytes. */
+#define EDCT_REPR_SZZ_STRING 0u
+#define EDCT_REPR_BINARY 1u
+#define EDCT_REPR_SZ_STRING 2u
+#define EDCT_REPR_WSZ_STRING 3u
+
+/* Notify actions. */
+#define EDCT_NOTIFY_NEWKEY 0u
+#define EDCT_NOTIFY_REMOVED 1u
+#define EDCT_NOTIFY_ADDED 2u
+
+/* Open modes: any mode other than EDCT_OPEN_READONLY opens a writable dictionary. */
+#define EDCT_OPEN_WRITABLE 0u
+#define EDCT_OPEN_READONLY 1u
+
+/* Text stream encodings. */
+#define EDCT_FORMAT_UTF8 0u
+#define EDCT_FORMAT_UCS2LE 1u
+#define EDCT_FORMAT_UCS2BE 2u
+
+/* One entry: what kind of data, how its bytes are represented, a part-of-speech class
+ * (0xFFFFFFFF unspecified), three optional attributes (Model is a block of exactly 128
+ * bytes), and the data. */
+typedef struct EDCT_ENTRY {
+  uint32_t Content;
+  uint32_t Representation;
+  uint32_t POS;
+  const char *Language;
+  const char *Model;
+  const char *Engine;
+  const void *Data;
+  uint32_t DataSize;
+} EDCT_ENTRY;
+
+typedef struct EDCT_INFO {
+  const char16_t *Name;
+  const char16_t *Description;
+  uint32_t NbrKeys;
+  uint32_t NbrEntries;
+} EDCT_INFO;
+
+/* A selection of entries: 0xFFFFFFFF and null fields select anything. */
+typedef struct EDCT_FILTER {
+  uint32_t Content;
+  uint32_t POS;
+  const char *Language;
+  const char *Model;
+  const char *Engine;
+} EDCT_FILTER;
+
+/* Called after each entry added and each key removed, on the calling thread with the
+ * dictionary's lock held; a nonzero return stops the operation. */
+typedef uint32_t (*EDCT_NOTIFY_FN)(SafeHandle dictionary, uint32_t action, const char16_t *key,
+                                   const EDCT_ENTRY *entry, void *user);
+/* Stores up to *count bytes and sets *count to the number stored (0 at the end). */
+typedef uint32_t (*EDCT_READSTREAM_FN)(void *user, void *buffer, uint32_t *count);
+/* Takes all count bytes. */
+typedef uint32_t (*EDCT_WRITESTREAM_FN)(void *user, const void *buffer, uint32_t count);
+
+/* ---- Dictionaries ---------------------------------------------------------------------- */
+
+/* Without image: a new empty writable dictionary. With an image and EDCT_OPEN_READONLY: a
+ * view that reads the image in place (it must stay alive and unchanged until the close). */
+SC_API VQRESULT edct_DctOpen(ResourceHandle resource, const void *image, uint32_t mode,
+                             EDCT_NOTIFY_FN notify, void *notifyUser, SafeHandle *out);
+SC_API VQRESULT edct_DctClose(SafeHandle dictionary);
+SC_API VQRESULT edct_DctAddEntry(SafeHandle dictionary, const char16_t *key,
+                                 const EDCT_ENTRY *entries, uint32_t count);
+SC_API VQRESULT edct_DctRemoveEntry(SafeHandle dictionary, const char16_t *key);
+/* The entries of a key that pass the filter (null: all); free them with
+ * edct_DctFreeEntryData on the same dictionary. */
+SC_API VQRESULT edct_DctGetEntryData(SafeHandle dictionary, const char16_t *key,
+                                     const EDCT_FILTER *filter, EDCT_ENTRY **entries,
+                                     uint32_t *count);
+SC_API VQRESULT edct_DctFreeEntryData(SafeHandle dictionary, EDCT_ENTRY *entries, uint32_t count);
+SC_API VQRESULT edct_DctGetInfo(SafeHandle dictionary, EDCT_INFO *info);
+SC_API VQRESULT edct_DctFreeInfo(SafeHandle dictionary, EDCT_INFO *info);
+SC_API VQRESULT edct_DctSetInfo(SafeHandle dictionary, const EDCT_INFO *info);
+SC_API VQRESULT edct_DctGetCallbackError(SafeHandle dictionary, uint32_t *value);
 
 SC_API VQRESULT edct_GetVersion(uint32_t *version);
 

@@ -1,0 +1,493 @@
+// Dictionaries: the C API of opening, changing, searching and closing one dictionary.
+#include "core/edctspi/dictionary.h"
+
+#include <cstring>
+#include <string>
+
+#include "core/edctspi/archive.h"
+#include "core/edctspi/codes.h"
+#include "core/edctspi/image_view.h"
+#include "foundation/codes.h"
+#include "foundation/live_set.h"
+#include "foundation/resource.h"
+#include "sc_heap.h"
+#include "sc_safeh.h"
+
+namespace sc::edct {
+namespace {
+
+size_t RoundUp8(size_t value) {
+  return (value + 7) & ~size_t{7};
+}
+
+bool SameString(const char *a, const char *b) {
+  return (!a && !b) || (a && b && std::strcmp(a, b) == 0);
+}
+
+// The six attributes that group entries into SubDictionaries.
+bool Matches(const SubDictionary &sub, const EDCT_ENTRY &entry) {
+  if (sub.content != entry.Content || sub.pos != entry.POS ||
+      sub.representation != entry.Representation)
+    return false;
+  if (!SameString(sub.language, entry.Language) || !SameString(sub.engine, entry.Engine))
+    return false;
+  if (!sub.model || !entry.Model) return !sub.model && !entry.Model;
+  return std::memcmp(sub.model, entry.Model, image::kModelSize) == 0;
+}
+
+void FreeSubDictionary(Resource *resource, SubDictionary *sub) {
+  if (sub->store.pool) EntryStoreDestroy(&sub->store);
+  heap_Free(resource->heap, sub->language);
+  heap_Free(resource->heap, sub->model);
+  heap_Free(resource->heap, sub->engine);
+  heap_Free(resource->heap, sub);
+}
+
+// A SubDictionary for the entry's attributes, not yet in the list; null when memory runs out.
+SubDictionary *NewSubDictionary(Resource *resource, const EDCT_ENTRY &entry) {
+  auto *sub = static_cast<SubDictionary *>(heap_Calloc(resource->heap, 1, sizeof(SubDictionary)));
+  if (!sub) return nullptr;
+  sub->content = entry.Content;
+  sub->representation = entry.Representation;
+  sub->pos = entry.POS;
+  bool ok = true;
+  if (entry.Language) ok = (sub->language = CopyString(resource, entry.Language)) != nullptr;
+  if (ok && entry.Model) {
+    sub->model = static_cast<unsigned char *>(heap_Alloc(resource->heap, image::kModelSize + 1));
+    ok = sub->model != nullptr;
+    if (ok) {
+      std::memcpy(sub->model, entry.Model, image::kModelSize);
+      sub->model[image::kModelSize] = 0;
+    }
+  }
+  if (ok && entry.Engine) ok = (sub->engine = CopyString(resource, entry.Engine)) != nullptr;
+  if (ok) ok = EntryStoreInit(&sub->store, resource, kTreeGrowth, kArenaGrowth) == 0;
+  if (!ok) {
+    FreeSubDictionary(resource, sub);
+    return nullptr;
+  }
+  return sub;
+}
+
+void LinkAtEnd(Dictionary *dictionary, SubDictionary *sub) {
+  SubDictionary **link = &dictionary->first;
+  while (*link)
+    link = &(*link)->next;
+  *link = sub;
+}
+
+bool Holds(const SubDictionary &sub, const char16_t *key) {
+  return KeyTreeFind(sub.store.pool, KeyOrder{sub.store.arena.data}, key) != 0;
+}
+
+VQRESULT AddOne(Dictionary *dictionary, const char16_t *key, const EDCT_ENTRY &entry) {
+  if (!entry.Data && entry.DataSize) return code::kNullPointer;
+  bool known = false;
+  SubDictionary *sub = nullptr;
+  for (SubDictionary *at = dictionary->first; at; at = at->next) {
+    known = known || Holds(*at, key);
+    if (!sub && Matches(*at, entry)) sub = at;
+  }
+  // A new SubDictionary joins the list only once the entry is in it, so a failure leaves
+  // the dictionary as it was.
+  SubDictionary *created = nullptr;
+  if (!sub) {
+    sub = created = NewSubDictionary(dictionary->resource, entry);
+    if (!sub) return code::kNoMemory;
+  }
+  const uint32_t added = EntryStoreAdd(&sub->store, key, entry.Data, entry.DataSize);
+  if (added != kStoreNewKey && added != kStoreChained) {
+    if (created) FreeSubDictionary(dictionary->resource, created);
+    return added;
+  }
+  if (created) LinkAtEnd(dictionary, created);
+  if (added == kStoreNewKey) ++sub->nbrKeys;
+  ++sub->nbrEntries;
+  ++dictionary->nbrEntries;
+  if (!known) ++dictionary->nbrKeys;
+  return Notify(dictionary, known ? EDCT_NOTIFY_ADDED : EDCT_NOTIFY_NEWKEY, key, &entry);
+}
+
+// The entries of a key in every SubDictionary that passes the filter, newest first within
+// each, into the block.
+void CollectWritable(Dictionary *dictionary, const char16_t *key, const EDCT_FILTER *filter,
+                     EntryBlock *block) {
+  for (SubDictionary *sub = dictionary->first; sub; sub = sub->next) {
+    if (!PassesWritable(filter, *sub)) continue;
+    sub->store.pendingLink = kNoLink;
+    EntryRecord record;
+    if (EntryStoreGet(&sub->store, key, &record) != 0) continue;
+    block->BeginSubDictionary(*sub);
+    for (;;) {
+      block->AddCopy(*sub, record);
+      if (!record.more) break;
+      EntryStoreGet(&sub->store, key, &record);
+    }
+  }
+}
+
+VQRESULT Collect(Dictionary *dictionary, const char16_t *key, const EDCT_FILTER *filter,
+                 EntryBlock *block) {
+  if (dictionary->kind == kReadOnly) return CollectImageEntries(dictionary, key, filter, block);
+  CollectWritable(dictionary, key, filter, block);
+  return 0;
+}
+
+void FreeDictionary(Dictionary *dictionary) {
+  Resource *resource = dictionary->resource;
+  if (dictionary->kind == kReadOnly) {
+    CloseImageView(dictionary);
+  } else {
+    heap_Free(resource->heap, const_cast<char16_t *>(dictionary->name));
+    heap_Free(resource->heap, const_cast<char16_t *>(dictionary->description));
+    for (SubDictionary *sub = dictionary->first; sub;) {
+      SubDictionary *next = sub->next;
+      FreeSubDictionary(resource, sub);
+      sub = next;
+    }
+  }
+  heap_Free(resource->heap, dictionary);
+}
+
+}  // namespace
+
+VQRESULT ResolveDictionary(SafeHandle handle, Dictionary **out) {
+  const VQRESULT checked = safeh_HandleCheck(handle, EDCT_DCT_TAG, sizeof(Dictionary));
+  if (checked) return checked;
+  // A closed dictionary has left the set of open objects, so its memory is never read.
+  if (!live::Contains(handle.pointer, EDCT_DCT_TAG)) return sc::code::kSecInvalidHandle;
+  auto *dictionary = static_cast<Dictionary *>(handle.pointer);
+  const VQRESULT valid = srvspi_SecValidate(dictionary->guard, EDCT_DCT_TAG);
+  if (valid) return valid;
+  if (!ResourceAlive(dictionary->resource)) return code::kDeadResource;
+  *out = dictionary;
+  return 0;
+}
+
+SubDictionary *AppendSubDictionary(Dictionary *dictionary) {
+  auto *sub = static_cast<SubDictionary *>(
+      heap_Calloc(dictionary->resource->heap, 1, sizeof(SubDictionary)));
+  if (sub) LinkAtEnd(dictionary, sub);
+  return sub;
+}
+
+uint32_t CountSubDictionaries(const Dictionary *dictionary) {
+  uint32_t count = 0;
+  for (const SubDictionary *sub = dictionary->first; sub; sub = sub->next)
+    ++count;
+  return count;
+}
+
+char16_t *CopyWide(Resource *resource, const char16_t *text) {
+  const size_t bytes = (std::char_traits<char16_t>::length(text) + 1) * sizeof(char16_t);
+  auto *copy = static_cast<char16_t *>(heap_Alloc(resource->heap, bytes));
+  if (copy) std::memcpy(copy, text, bytes);
+  return copy;
+}
+
+char *CopyString(Resource *resource, const char *text) {
+  const size_t bytes = std::strlen(text) + 1;
+  auto *copy = static_cast<char *>(heap_Alloc(resource->heap, bytes));
+  if (copy) std::memcpy(copy, text, bytes);
+  return copy;
+}
+
+bool EntryBlock::Allocate(Resource *resource) {
+  const size_t total = size_t{count_} * sizeof(EDCT_ENTRY) + bytes_;
+  entries_ = static_cast<EDCT_ENTRY *>(heap_Alloc(resource->heap, total));
+  if (!entries_) return false;
+  cursor_ = reinterpret_cast<unsigned char *>(entries_ + count_);
+  count_ = 0;
+  return true;
+}
+
+void EntryBlock::BeginSubDictionary(const SubDictionary &sub) {
+  const size_t language = sub.language ? std::strlen(sub.language) + 1 : 0;
+  const size_t model = sub.model ? image::kModelSize : 0;
+  const size_t engine = sub.engine ? std::strlen(sub.engine) + 1 : 0;
+  if (!filling()) {
+    bytes_ += RoundUp8(language + model + engine);
+    return;
+  }
+  // Language, Model and Engine of the SubDictionary's entries share one copy, in that order.
+  unsigned char *at = cursor_;
+  language_ = sub.language ? reinterpret_cast<const char *>(at) : nullptr;
+  if (language) std::memcpy(at, sub.language, language);
+  at += language;
+  model_ = sub.model ? reinterpret_cast<const char *>(at) : nullptr;
+  if (model) std::memcpy(at, sub.model, model);
+  at += model;
+  engine_ = sub.engine ? reinterpret_cast<const char *>(at) : nullptr;
+  if (engine) std::memcpy(at, sub.engine, engine);
+  cursor_ += RoundUp8(language + model + engine);
+}
+
+void EntryBlock::AddCopy(const SubDictionary &sub, const EntryRecord &record) {
+  const size_t room = RoundUp8(record.size);
+  if (!filling()) {
+    ++count_;
+    bytes_ += room;
+    return;
+  }
+  if (record.size) std::memcpy(cursor_, record.data, record.size);
+  entries_[count_++] = EDCT_ENTRY{
+      sub.content, sub.representation, sub.pos, language_, model_, engine_, cursor_, record.size};
+  cursor_ += room;
+}
+
+void EntryBlock::AddView(const ImageSubDictionary &section, const unsigned char *data,
+                         uint32_t size) {
+  if (filling()) {
+    const image::SectionHeader &header = section.header;
+    entries_[count_] =
+        EDCT_ENTRY{header.content, header.representation, header.pos, section.language,
+                   section.model,  section.engine,        data,       size};
+  }
+  ++count_;
+}
+
+bool PassesWritable(const EDCT_FILTER *filter, const SubDictionary &sub) {
+  if (!filter) return true;
+  if (filter->Content != kAny && filter->Content != sub.content) return false;
+  if (filter->POS != kAny && filter->POS != sub.pos) return false;
+  // An attribute that either side lacks does not narrow the selection.
+  if (filter->Language && sub.language && std::strcmp(filter->Language, sub.language)) return false;
+  if (filter->Engine && sub.engine && std::strcmp(filter->Engine, sub.engine)) return false;
+  if (filter->Model && sub.model && std::memcmp(filter->Model, sub.model, image::kModelSize))
+    return false;
+  return true;
+}
+
+VQRESULT Notify(Dictionary *dictionary, uint32_t action, const char16_t *key,
+                const EDCT_ENTRY *entry) {
+  if (!dictionary->notify) return 0;
+  const uint32_t answer = dictionary->notify(SafeHandle{dictionary, EDCT_DCT_TAG}, action, key,
+                                             entry, dictionary->notifyUser);
+  dictionary->callbackError = answer;
+  return answer ? code::kCallbackFailed : 0;
+}
+
+}  // namespace sc::edct
+
+using namespace sc::edct;
+
+extern "C" {
+
+SC_API VQRESULT edct_DctOpen(ResourceHandle resourceHandle, const void *image, uint32_t mode,
+                             EDCT_NOTIFY_FN notify, void *notifyUser, SafeHandle *out) {
+  Resource *resource = nullptr;
+  const VQRESULT resolved = InitRsrcFunction(resourceHandle, &resource);
+  if (resolved) return resolved;
+  if (!out) return code::kNullPointer;
+  *out = g_vqNullHandle;
+  if (!image && mode == EDCT_OPEN_READONLY) return code::kReadOnly;
+  auto *dictionary = static_cast<Dictionary *>(heap_Calloc(resource->heap, 1, sizeof(Dictionary)));
+  if (!dictionary) return code::kNoMemory;
+  dictionary->resource = resource;
+  dictionary->resourceHandle = resourceHandle;
+  dictionary->kind = mode == EDCT_OPEN_READONLY ? kReadOnly : kWritable;
+  VQRESULT result = 0;
+  if (image && mode == EDCT_OPEN_READONLY)
+    result = OpenImageView(dictionary, static_cast<const unsigned char *>(image));
+  else if (image)
+    result = LoadArchive(dictionary, static_cast<const unsigned char *>(image));
+  if (!result && notify && mode == EDCT_OPEN_READONLY) result = code::kReadOnly;
+  if (!result) result = srvspi_SecOpen(resourceHandle, EDCT_DCT_TAG, &dictionary->guard);
+  if (!result && !sc::live::Add(dictionary, EDCT_DCT_TAG)) {
+    srvspi_SecClose(&dictionary->guard);
+    result = code::kNoMemory;
+  }
+  if (result) {
+    FreeDictionary(dictionary);
+    return result;
+  }
+  // The callback is kept only now, so that loading an image notifies nothing.
+  if (dictionary->kind == kWritable) {
+    dictionary->notify = notify;
+    dictionary->notifyUser = notifyUser;
+  }
+  *out = SafeHandle{dictionary, EDCT_DCT_TAG};
+  return 0;
+}
+
+SC_API VQRESULT edct_DctClose(SafeHandle handle) {
+  Dictionary *dictionary = nullptr;
+  const VQRESULT resolved = ResolveDictionary(handle, &dictionary);
+  if (resolved) return resolved;
+  SecObject guard = dictionary->guard;
+  const VQRESULT locked = srvspi_SecLock(guard);
+  if (locked) return locked;
+  VQRESULT refused = 0;
+  if (dictionary->openIterators != 0)
+    refused = code::kIteratorOpen;
+  else if (dictionary->registerCount > 0)
+    refused = code::kStillRegistered;
+  else if (dictionary->registerCount < 0)
+    refused = code::kBadRegisterCount;
+  if (refused) {
+    srvspi_SecUnlock(guard);
+    return refused;
+  }
+  sc::live::Remove(dictionary, EDCT_DCT_TAG);
+  FreeDictionary(dictionary);
+  // The guard lives on in the copy until it is unlocked and closed.
+  srvspi_SecUnlock(guard);
+  return srvspi_SecClose(&guard);
+}
+
+SC_API VQRESULT edct_DctAddEntry(SafeHandle handle, const char16_t *key, const EDCT_ENTRY *entries,
+                                 uint32_t count) {
+  Dictionary *dictionary = nullptr;
+  const VQRESULT resolved = ResolveDictionary(handle, &dictionary);
+  if (resolved) return resolved;
+  if (!key || !entries) return code::kNullPointer;
+  if (dictionary->kind == kReadOnly) return code::kReadOnly;
+  GuardLock lock(dictionary->guard);
+  if (lock.result()) return lock.result();
+  if (dictionary->openIterators) return code::kIteratorOpen;
+  for (uint32_t i = 0; i < count; ++i) {
+    const VQRESULT added = AddOne(dictionary, key, entries[i]);
+    if (added) return added;
+  }
+  return 0;
+}
+
+SC_API VQRESULT edct_DctRemoveEntry(SafeHandle handle, const char16_t *key) {
+  Dictionary *dictionary = nullptr;
+  const VQRESULT resolved = ResolveDictionary(handle, &dictionary);
+  if (resolved) return resolved;
+  if (!key) return code::kNullPointer;
+  if (dictionary->kind == kReadOnly) return code::kReadOnly;
+  GuardLock lock(dictionary->guard);
+  if (lock.result()) return lock.result();
+  if (dictionary->openIterators) return code::kIteratorOpen;
+  uint32_t total = 0;
+  bool held = false;
+  for (SubDictionary *sub = dictionary->first; sub; sub = sub->next) {
+    uint32_t count = 0;
+    if (EntryStoreRemove(&sub->store, key, &count) != 0) continue;
+    held = true;
+    --sub->nbrKeys;
+    sub->nbrEntries -= count;
+    total += count;
+  }
+  if (!held) return code::kNotFound;
+  dictionary->nbrEntries -= total;
+  --dictionary->nbrKeys;
+  return Notify(dictionary, EDCT_NOTIFY_REMOVED, key, nullptr);
+}
+
+SC_API VQRESULT edct_DctGetEntryData(SafeHandle handle, const char16_t *key,
+                                     const EDCT_FILTER *filter, EDCT_ENTRY **entries,
+                                     uint32_t *count) {
+  Dictionary *dictionary = nullptr;
+  const VQRESULT resolved = ResolveDictionary(handle, &dictionary);
+  if (resolved) return resolved;
+  if (!key || !entries || !count) return code::kNullPointer;
+  *entries = nullptr;
+  *count = 0;
+  GuardLock lock(dictionary->guard);
+  if (lock.result()) return lock.result();
+  // Measured first and then filled, so that everything handed out is one heap block.
+  EntryBlock block;
+  const VQRESULT measured = Collect(dictionary, key, filter, &block);
+  if (measured) return measured;
+  if (block.count() == 0) return code::kNotFound;
+  if (!block.Allocate(dictionary->resource)) return code::kNoMemory;
+  Collect(dictionary, key, filter, &block);
+  *entries = block.entries();
+  *count = block.count();
+  return 0;
+}
+
+SC_API VQRESULT edct_DctFreeEntryData(SafeHandle handle, EDCT_ENTRY *entries, uint32_t count) {
+  if (count == 0) return 0;
+  Dictionary *dictionary = nullptr;
+  const VQRESULT resolved = ResolveDictionary(handle, &dictionary);
+  if (resolved) return resolved;
+  if (!entries) return code::kNullPointer;
+  GuardLock lock(dictionary->guard);
+  if (lock.result()) return lock.result();
+  // The array holds every copy its entries point to.
+  heap_Free(dictionary->resource->heap, entries);
+  return 0;
+}
+
+SC_API VQRESULT edct_DctGetInfo(SafeHandle handle, EDCT_INFO *info) {
+  Dictionary *dictionary = nullptr;
+  const VQRESULT resolved = ResolveDictionary(handle, &dictionary);
+  if (resolved) return resolved;
+  if (!info) return code::kNullPointer;
+  GuardLock lock(dictionary->guard);
+  if (lock.result()) return lock.result();
+  const char16_t *description = dictionary->description;
+  const char16_t *name = dictionary->name;
+  if (dictionary->kind == kWritable) {
+    Resource *resource = dictionary->resource;
+    char16_t *descriptionCopy = description ? CopyWide(resource, description) : nullptr;
+    char16_t *nameCopy = name ? CopyWide(resource, name) : nullptr;
+    if ((description && !descriptionCopy) || (name && !nameCopy)) {
+      heap_Free(resource->heap, descriptionCopy);
+      heap_Free(resource->heap, nameCopy);
+      return code::kNoMemory;
+    }
+    description = descriptionCopy;
+    name = nameCopy;
+  }
+  info->Description = description;
+  info->Name = name;
+  info->NbrKeys = dictionary->nbrKeys;
+  info->NbrEntries = dictionary->nbrEntries;
+  return 0;
+}
+
+SC_API VQRESULT edct_DctFreeInfo(SafeHandle handle, EDCT_INFO *info) {
+  Dictionary *dictionary = nullptr;
+  const VQRESULT resolved = ResolveDictionary(handle, &dictionary);
+  if (resolved) return resolved;
+  if (!info) return code::kNullPointer;
+  GuardLock lock(dictionary->guard);
+  if (lock.result()) return lock.result();
+  if (dictionary->kind == kWritable) {
+    heap_Free(dictionary->resource->heap, const_cast<char16_t *>(info->Description));
+    heap_Free(dictionary->resource->heap, const_cast<char16_t *>(info->Name));
+  }
+  return 0;
+}
+
+SC_API VQRESULT edct_DctSetInfo(SafeHandle handle, const EDCT_INFO *info) {
+  Dictionary *dictionary = nullptr;
+  const VQRESULT resolved = ResolveDictionary(handle, &dictionary);
+  if (resolved) return resolved;
+  if (!info) return code::kNullPointer;
+  if (dictionary->kind == kReadOnly) return code::kReadOnly;
+  GuardLock lock(dictionary->guard);
+  if (lock.result()) return lock.result();
+  // Both copies are made before anything is freed, so a failure changes nothing.
+  Resource *resource = dictionary->resource;
+  char16_t *description = info->Description ? CopyWide(resource, info->Description) : nullptr;
+  char16_t *name = info->Name ? CopyWide(resource, info->Name) : nullptr;
+  if ((info->Description && !description) || (info->Name && !name)) {
+    heap_Free(resource->heap, description);
+    heap_Free(resource->heap, name);
+    return code::kNoMemory;
+  }
+  heap_Free(resource->heap, const_cast<char16_t *>(dictionary->description));
+  heap_Free(resource->heap, const_cast<char16_t *>(dictionary->name));
+  dictionary->description = description;
+  dictionary->name = name;
+  return 0;
+}
+
+SC_API VQRESULT edct_DctGetCallbackError(SafeHandle handle, uint32_t *value) {
+  Dictionary *dictionary = nullptr;
+  const VQRESULT resolved = ResolveDictionary(handle, &dictionary);
+  if (resolved) return resolved;
+  if (!value) return code::kNullPointer;
+  GuardLock lock(dictionary->guard);
+  if (lock.result()) return lock.result();
+  *value = dictionary->callbackError;
+  return 0;
+}
+
+}  // extern "C"

@@ -1,0 +1,167 @@
+// Helpers shared by the dictionary tests: entries, lookups and hand-built images.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "foundation/alloc.h"
+#include "speechcommon.h"
+
+namespace edct_test {
+
+inline constexpr uint32_t kNotFound = 0x801E0000u;
+inline constexpr uint32_t kReadOnly = 0x801E0004u;
+inline constexpr uint32_t kCorrupt = 0x801E0009u;
+inline constexpr uint32_t kNullPointer = 0x801E0083u;
+inline constexpr uint32_t kNoMemory = 0x801E0086u;
+
+// An entry whose strings live as long as the object.
+struct Entry {
+  uint32_t content = EDCT_CONTENT_ORTHOGRAPHIC;
+  uint32_t representation = EDCT_REPR_SZ_STRING;
+  uint32_t pos = 0xFFFFFFFFu;
+  const char *language = nullptr;
+  const char *model = nullptr;  // 128 bytes when given
+  const char *engine = nullptr;
+  std::string data;
+
+  EDCT_ENTRY Get() const {
+    return EDCT_ENTRY{content, representation, pos,         language,
+                      model,   engine,         data.data(), static_cast<uint32_t>(data.size())};
+  }
+};
+
+inline std::string ModelBlock(const char *text) {
+  std::string block(128, ' ');
+  std::memcpy(block.data(), text, std::strlen(text) + 1);
+  return block;
+}
+
+inline uint32_t Add(SafeHandle dictionary, const std::u16string &key,
+                    const std::vector<Entry> &entries) {
+  std::vector<EDCT_ENTRY> raw;
+  for (const Entry &entry : entries)
+    raw.push_back(entry.Get());
+  return edct_DctAddEntry(dictionary, key.c_str(), raw.data(), static_cast<uint32_t>(raw.size()));
+}
+
+inline uint32_t Add(SafeHandle dictionary, const std::u16string &key, const std::string &data) {
+  Entry entry;
+  entry.data = data;
+  return Add(dictionary, key, std::vector<Entry>{entry});
+}
+
+// The data of every entry a lookup returns, in order; empty when none.
+inline std::vector<std::string> Lookup(SafeHandle dictionary, const std::u16string &key,
+                                       const EDCT_FILTER *filter = nullptr) {
+  EDCT_ENTRY *entries = nullptr;
+  uint32_t count = 0;
+  std::vector<std::string> out;
+  const uint32_t result = edct_DctGetEntryData(dictionary, key.c_str(), filter, &entries, &count);
+  if (result != 0) {
+    EXPECT_EQ(result, kNotFound);
+    EXPECT_EQ(entries, nullptr);
+    EXPECT_EQ(count, 0u);
+    return out;
+  }
+  for (uint32_t i = 0; i < count; ++i)
+    out.emplace_back(static_cast<const char *>(entries[i].Data), entries[i].DataSize);
+  EXPECT_EQ(edct_DctFreeEntryData(dictionary, entries, count), 0u);
+  return out;
+}
+
+inline EDCT_FILTER AnyFilter() {
+  return EDCT_FILTER{0xFFFFFFFFu, 0xFFFFFFFFu, nullptr, nullptr, nullptr};
+}
+
+// A writable dictionary closed with the test.
+class Writable {
+ public:
+  explicit Writable(EDCT_NOTIFY_FN notify = nullptr, void *user = nullptr) {
+    EXPECT_EQ(edct_DctOpen(g_vqNullHandle, nullptr, EDCT_OPEN_WRITABLE, notify, user, &handle_),
+              0u);
+  }
+  ~Writable() {
+    if (handle_.pointer) {
+      EXPECT_EQ(edct_DctClose(handle_), 0u);
+    }
+  }
+  SafeHandle handle() const { return handle_; }
+  operator SafeHandle() const { return handle_; }
+
+ private:
+  SafeHandle handle_{};
+};
+
+// Image bytes in a 4-aligned buffer, written piece by piece in host byte order.
+class ImageBytes {
+ public:
+  size_t size() const { return bytes_.size(); }
+  void U32(uint32_t value) { Raw(&value, 4); }
+  void U16(uint16_t value) { Raw(&value, 2); }
+  void Raw(const void *data, size_t size) {
+    const auto *bytes = static_cast<const unsigned char *>(data);
+    bytes_.insert(bytes_.end(), bytes, bytes + size);
+  }
+  void Text(const std::string &text) { Raw(text.c_str(), text.size() + 1); }
+  void Wide(const std::u16string &text) { Raw(text.c_str(), (text.size() + 1) * 2); }
+  void Pad(size_t alignment) {
+    while (bytes_.size() % alignment)
+      bytes_.push_back(0xAA);
+  }
+  void Set32(size_t at, uint32_t value) { std::memcpy(&bytes_[at], &value, 4); }
+  uint32_t Get32(size_t at) const {
+    uint32_t value;
+    std::memcpy(&value, &bytes_[at], 4);
+    return value;
+  }
+  std::vector<unsigned char> &bytes() { return bytes_; }
+  // A 4-aligned copy that stays put.
+  const void *Aligned() {
+    aligned_.assign((bytes_.size() + 3) / 4 + 1, 0);
+    std::memcpy(aligned_.data(), bytes_.data(), bytes_.size());
+    return aligned_.data();
+  }
+
+ private:
+  std::vector<unsigned char> bytes_;
+  std::vector<uint32_t> aligned_;
+};
+
+// Whether a code is a general out-of-memory failure of any family: an open also passes on
+// those of the guarded object and lock it makes.
+inline bool IsOutOfMemory(uint32_t code) {
+  return (code & 0x800000FFu) == 0x80000086u;
+}
+inline constexpr bool kAnyOutOfMemory = true;
+
+// Runs `operation` with the 1st, 2nd, ... allocation failing until it succeeds; each failure
+// must give the dictionaries' out-of-memory code (or, with anyFamily, any family's), leak
+// nothing and pass `unchanged`.
+template <class Operation, class Check>
+void FailEachAllocation(Operation operation, Check unchanged, bool anyFamily = false) {
+  for (uint64_t nth = 1;; ++nth) {
+    const int64_t live = sc::testing::LiveBlocks();
+    sc::testing::FailNthAllocation(nth);
+    const uint32_t result = operation();
+    const bool failed = sc::testing::AllocationFailed();
+    sc::testing::FailNthAllocation(0);
+    if (!failed) {
+      ASSERT_EQ(result, 0u) << "allocation " << nth;
+      return;
+    }
+    if (anyFamily) {
+      ASSERT_TRUE(IsOutOfMemory(result)) << std::hex << result << " at allocation " << nth;
+    } else {
+      ASSERT_EQ(result, kNoMemory) << "allocation " << nth;
+    }
+    ASSERT_EQ(sc::testing::LiveBlocks(), live) << "allocation " << nth;
+    unchanged();
+    ASSERT_LT(nth, 1000u);
+  }
+}
+
+}  // namespace edct_test
