@@ -80,7 +80,8 @@ typedef uint32_t (*EDCT_WRITESTREAM_FN)(void *user, const void *buffer, uint32_t
 /* ---- Dictionaries ---------------------------------------------------------------------- */
 
 /* Without image: a new empty writable dictionary. With an image and EDCT_OPEN_READONLY: a
- * view that reads the image in place (it must stay alive and unchanged until the close). */
+ * view that reads the image in place (it must stay alive and unchanged until the close);
+ * with an image in any other mode: a writable copy of it. */
 SC_API VQRESULT edct_DctOpen(ResourceHandle resource, const void *image, uint32_t mode,
                              EDCT_NOTIFY_FN notify, void *notifyUser, SafeHandle *out);
 SC_API VQRESULT edct_DctClose(SafeHandle dictionary);
@@ -97,6 +98,11 @@ SC_API VQRESULT edct_DctGetInfo(SafeHandle dictionary, EDCT_INFO *info);
 SC_API VQRESULT edct_DctFreeInfo(SafeHandle dictionary, EDCT_INFO *info);
 SC_API VQRESULT edct_DctSetInfo(SafeHandle dictionary, const EDCT_INFO *info);
 SC_API VQRESULT edct_DctGetCallbackError(SafeHandle dictionary, uint32_t *value);
+
+/* Writes a writable dictionary as an archive image: call with a null buffer to learn the
+ * size (*size), then with a buffer of that size. A nonzero swap writes the image for a host
+ * of the other byte order. */
+SC_API VQRESULT edct_DctArchive(SafeHandle dictionary, void *buffer, uint32_t *size, uint32_t swap);
 
 SC_API VQRESULT edct_GetVersion(uint32_t *version);
 

@@ -1,12 +1,14 @@
-// Copying an archive image into a writable dictionary, and writing one as an image.
+// Writing a writable dictionary as an archive image, and copying an image back into a
+// writable dictionary.
 #pragma once
 
 #include "core/edctspi/dictionary.h"
 
 namespace sc::edct {
 
-// Fills a fresh, empty writable dictionary from the image. On failure the dictionary holds
-// what was loaded so far and the caller frees it.
+// Fills a fresh, empty writable dictionary from the image; reads nothing past the image size
+// its header records. On failure the dictionary holds what was loaded so far and the caller
+// frees it.
 VQRESULT LoadArchive(Dictionary *dictionary, const unsigned char *image);
 
 }  // namespace sc::edct

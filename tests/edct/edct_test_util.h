@@ -18,6 +18,30 @@ inline constexpr uint32_t kCorrupt = 0x801E0009u;
 inline constexpr uint32_t kNullPointer = 0x801E0083u;
 inline constexpr uint32_t kNoMemory = 0x801E0086u;
 
+// The worked example, written out by hand (little-endian host): Name "D", no Description;
+// one orthographic SZ section without attributes; key a with the item "x\0", key b with the
+// items "p\0" and "qq\0"; UTF-8 keys, since they take 4 bytes against 8.
+alignas(4) inline constexpr unsigned char kWorkedExample[126] = {
+    3, 0, 0, 0, 126, 0, 0, 0, 0, 0, 0, 0, 2, 0, 0, 0, 3, 0, 0, 0, 1, 0, 0, 0,  // header
+    0x44, 0, 0, 0,                                                             // Name
+    0, 0,                                                                      // Description
+    0xAA, 0xAA,                                                                // padding
+    0, 0, 0, 0,                                                                // section table
+    90, 0, 0, 0, 0, 0, 0, 0, 2, 0, 0, 0, 2, 0, 0, 0,                           // section
+                                                                               // header
+    0xFF, 0xFF, 0xFF, 0xFF, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0,                //
+    2, 0, 0, 0, 3, 0, 0, 0, 4, 0, 0, 0, 14, 0, 0, 0,                           //
+    0, 0, 0, 0, 2, 0, 0, 0, 4, 0, 0, 0,                                        // key offsets
+    0x61, 0, 0x62, 0,                                                          // key block
+    1, 0, 0, 0, 0xFD, 0xFF, 0xFF, 0xFF, 14, 0, 0, 0,                           // data offsets
+    0xAA,                                                                      // marker
+    0x78, 0,                                                                   // item of a
+    0xAA, 2, 0, 0x70, 0, 3, 0, 0x71, 0x71, 0, 0xAA,                            // items of b
+};
+
+alignas(4) inline constexpr unsigned char kEmptyImage[28] = {
+    3, 0, 0, 0, 28, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0};
+
 // An entry whose strings live as long as the object.
 struct Entry {
   uint32_t content = EDCT_CONTENT_ORTHOGRAPHIC;
@@ -162,6 +186,31 @@ void FailEachAllocation(Operation operation, Check unchanged, bool anyFamily = f
     unchanged();
     ASSERT_LT(nth, 1000u);
   }
+}
+
+// An archive image in 4-aligned storage.
+struct Image {
+  std::vector<uint32_t> words;
+  uint32_t size = 0;
+  const unsigned char *data() const {
+    return reinterpret_cast<const unsigned char *>(words.data());
+  }
+  std::vector<unsigned char> Bytes() const { return {data(), data() + size}; }
+};
+
+// Measures and then writes the dictionary's image.
+inline Image Archive(SafeHandle dictionary, uint32_t swap = 0) {
+  Image image;
+  EXPECT_EQ(edct_DctArchive(dictionary, nullptr, &image.size, swap), 0u);
+  image.words.assign(image.size / 4 + 1, 0);
+  uint32_t size = image.size;
+  EXPECT_EQ(edct_DctArchive(dictionary, image.words.data(), &size, swap), 0u);
+  EXPECT_EQ(size, image.size);
+  return image;
+}
+
+inline uint32_t Open(const void *image, uint32_t mode, SafeHandle *out) {
+  return edct_DctOpen(g_vqNullHandle, image, mode, nullptr, nullptr, out);
 }
 
 }  // namespace edct_test

@@ -12,31 +12,6 @@ namespace {
 
 using namespace edct_test;
 
-// The worked example, written out by hand (little-endian host): Name "D", no Description;
-// one orthographic SZ section without attributes; key a with the item "x\0", key b with the
-// items "p\0" and "qq\0"; UTF-8 keys, since they take 4 bytes against 8.
-alignas(4) const unsigned char kWorkedExample[126] = {
-    3,    0,    0,    0,    126,  0,    0,    0,    0,    0, 0,    0, 2,  0, 0, 0, 3,
-    0,    0,    0,    1,    0,    0,    0,                                          // header
-    0x44, 0,    0,    0,                                                            // Name
-    0,    0,                                                                        // Description
-    0xAA, 0xAA,                                                                     // padding
-    0,    0,    0,    0,                                                            // section table
-    90,   0,    0,    0,    0,    0,    0,    0,    2,    0, 0,    0, 2,  0, 0, 0,  // section
-                                                                                    // header
-    0xFF, 0xFF, 0xFF, 0xFF, 0,    0,    0,    0,    0,    0, 0,    0, 0,  0, 0, 0,  //
-    2,    0,    0,    0,    3,    0,    0,    0,    4,    0, 0,    0, 14, 0, 0, 0,  //
-    0,    0,    0,    0,    2,    0,    0,    0,    4,    0, 0,    0,               // key offsets
-    0x61, 0,    0x62, 0,                                                            // key block
-    1,    0,    0,    0,    0xFD, 0xFF, 0xFF, 0xFF, 14,   0, 0,    0,               // data offsets
-    0xAA,                                                                           // marker
-    0x78, 0,                                                                        // item of a
-    0xAA, 2,    0,    0x70, 0,    3,    0,    0x71, 0x71, 0, 0xAA,                  // items of b
-};
-
-alignas(4) const unsigned char kEmptyImage[28] = {3, 0, 0, 0, 28, 0, 0, 0, 0, 0, 0, 0, 0, 0,
-                                                  0, 0, 0, 0, 0,  0, 0, 0, 0, 0, 0, 0, 0, 0};
-
 uint32_t OpenReadOnly(const void *image, SafeHandle *out) {
   return edct_DctOpen(g_vqNullHandle, image, EDCT_OPEN_READONLY, nullptr, nullptr, out);
 }
