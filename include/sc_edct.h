@@ -104,6 +104,41 @@ SC_API VQRESULT edct_DctGetCallbackError(SafeHandle dictionary, uint32_t *value)
  * of the other byte order. */
 SC_API VQRESULT edct_DctArchive(SafeHandle dictionary, void *buffer, uint32_t *size, uint32_t swap);
 
+/* ---- Iterators ------------------------------------------------------------------------- */
+
+/* Walks every key of a dictionary, SubDictionary by SubDictionary, keys in ascending order of
+ * their 16-bit units. While an iterator is open the dictionary refuses changes of its entries
+ * and its close. What edct_DctItCurrent hands out belongs to the iterator and stays valid
+ * until the next increment, reset or close. */
+SC_API VQRESULT edct_DctItOpen(ResourceHandle resource, SafeHandle dictionary, SafeHandle *out);
+SC_API VQRESULT edct_DctItClose(SafeHandle iterator);
+SC_API VQRESULT edct_DctItReset(SafeHandle iterator);
+SC_API VQRESULT edct_DctItHasEnded(SafeHandle iterator, uint32_t *ended);
+/* Every out pointer may be null; nothing is allocated for what is not asked for. */
+SC_API VQRESULT edct_DctItCurrent(SafeHandle iterator, const char16_t **key,
+                                  const EDCT_ENTRY **entries, uint32_t *count,
+                                  uint32_t *newSection);
+SC_API VQRESULT edct_DctItIncrement(SafeHandle iterator);
+
+/* ---- Managers -------------------------------------------------------------------------- */
+
+/* A lookup through a manager is answered by the first registered dictionary, in list order,
+ * that has entries for the key passing the filter. A registered dictionary cannot be closed;
+ * closing the manager unregisters everything. */
+SC_API VQRESULT edct_DctMgrOpen(ResourceHandle resource, SafeHandle *out);
+SC_API VQRESULT edct_DctMgrClose(SafeHandle manager);
+/* A nonzero front puts the dictionary first, else last. */
+SC_API VQRESULT edct_DctMgrRegisterDct(SafeHandle manager, SafeHandle dictionary, uint32_t front);
+SC_API VQRESULT edct_DctMgrUnregisterDct(SafeHandle manager, SafeHandle dictionary);
+SC_API VQRESULT edct_DctMgrPromoteDct(SafeHandle manager, SafeHandle dictionary);
+/* With a null array only the count is written. */
+SC_API VQRESULT edct_DctMgrGetRegisteredDcts(SafeHandle manager, SafeHandle *dictionaries,
+                                             uint32_t *count);
+/* Free the entries with edct_DctFreeEntryData on the dictionary handed out. */
+SC_API VQRESULT edct_DctMgrGetEntryData(SafeHandle manager, const char16_t *key,
+                                        const EDCT_FILTER *filter, EDCT_ENTRY **entries,
+                                        uint32_t *count, SafeHandle *dictionary);
+
 SC_API VQRESULT edct_GetVersion(uint32_t *version);
 
 SC_API const char *edct_ErrorGetString(VQRESULT code);

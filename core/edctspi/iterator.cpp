@@ -1,0 +1,314 @@
+// Iterators: a walk over every key of one dictionary, SubDictionary by SubDictionary, that
+// hands out each key with its entries of that SubDictionary.
+#include <cstring>
+#include <string>
+
+#include "core/edctspi/codes.h"
+#include "core/edctspi/dictionary.h"
+#include "core/edctspi/image_view.h"
+#include "core/edctspi/utf8.h"
+#include "foundation/codes.h"
+#include "foundation/live_set.h"
+#include "foundation/resource.h"
+#include "sc_heap.h"
+#include "sc_safeh.h"
+
+namespace sc::edct {
+namespace {
+
+struct DictionaryIterator {
+  Resource *resource;
+  SecObject guard;
+  Dictionary *dictionary;
+  EDCT_ENTRY *entries;  // one block with every copy the entries point to
+  uint32_t entryCount;
+  const char16_t *key;
+  bool keyOwned;  // the key is a heap copy, not a place in an image
+  uint32_t ended;
+  uint32_t currentBuilt;
+  uint32_t newSection;
+  uint32_t wantKey;
+  uint32_t wantEntries;
+  SubDictionary *section;  // writable dictionaries
+  StoreCursor cursor;
+  const ImageSubDictionary *image;  // read-only dictionaries
+  uint32_t index;
+};
+
+bool Writable(const DictionaryIterator &iterator) {
+  return iterator.dictionary->kind == kWritable;
+}
+
+VQRESULT ResolveIterator(SafeHandle handle, DictionaryIterator **out) {
+  const VQRESULT checked = safeh_HandleCheck(handle, EDCT_DCTIT_TAG, sizeof(DictionaryIterator));
+  if (checked) return checked;
+  if (!live::Contains(handle.pointer, EDCT_DCTIT_TAG)) return sc::code::kSecInvalidHandle;
+  auto *iterator = static_cast<DictionaryIterator *>(handle.pointer);
+  const VQRESULT valid = srvspi_SecValidate(iterator->guard, EDCT_DCTIT_TAG);
+  if (valid) return valid;
+  if (!ResourceAlive(iterator->resource)) return code::kDeadResource;
+  *out = iterator;
+  return 0;
+}
+
+// Gives back what the current position handed out.
+void Release(DictionaryIterator *iterator) {
+  heap_Free(iterator->resource->heap, iterator->entries);
+  if (iterator->keyOwned)
+    heap_Free(iterator->resource->heap, const_cast<char16_t *>(iterator->key));
+  iterator->entries = nullptr;
+  iterator->entryCount = 0;
+  iterator->key = nullptr;
+  iterator->keyOwned = false;
+}
+
+// Moves past SubDictionaries that have no key left; ends the walk after the last.
+void Position(DictionaryIterator *iterator) {
+  if (Writable(*iterator)) {
+    while (iterator->section && StoreCursorEnded(&iterator->cursor)) {
+      iterator->section = iterator->section->next;
+      if (iterator->section) StoreCursorOpen(&iterator->cursor, &iterator->section->store);
+      iterator->newSection = 1;
+    }
+    iterator->ended = iterator->section == nullptr;
+  } else {
+    while (iterator->image && iterator->index >= iterator->image->header.keyCount) {
+      iterator->image = iterator->image->next;
+      iterator->index = 0;
+      iterator->newSection = 1;
+    }
+    iterator->ended = iterator->image == nullptr;
+  }
+}
+
+// Back to the first key, as after opening.
+void Restart(DictionaryIterator *iterator) {
+  Release(iterator);
+  iterator->section = iterator->dictionary->first;
+  if (iterator->section) StoreCursorOpen(&iterator->cursor, &iterator->section->store);
+  iterator->image = iterator->dictionary->firstImage;
+  iterator->index = 0;
+  iterator->currentBuilt = 0;
+  iterator->newSection = 1;
+  iterator->ended = 0;
+  if (Writable(*iterator) ? !iterator->section : !iterator->image) {
+    iterator->ended = 1;
+    return;
+  }
+  Position(iterator);
+}
+
+// The current key's records into the block (counting, or filling after Allocate).
+void WalkRecords(DictionaryIterator *iterator, EntryBlock *block, EntryRecord *first) {
+  iterator->cursor.pendingLink = kNoLink;
+  EntryRecord record;
+  StoreCursorCurrent(&iterator->cursor, &record);
+  *first = record;
+  block->BeginSubDictionary(*iterator->section);
+  for (;;) {
+    block->AddCopy(*iterator->section, record);
+    if (!record.more) break;
+    StoreCursorCurrent(&iterator->cursor, &record);
+  }
+}
+
+VQRESULT BuildWritable(DictionaryIterator *iterator) {
+  Resource *resource = iterator->resource;
+  EntryBlock block;
+  EntryRecord first;
+  WalkRecords(iterator, &block, &first);
+  iterator->entryCount = block.count();
+  if (iterator->wantEntries) {
+    if (!block.Allocate(resource)) return code::kNoMemory;
+    WalkRecords(iterator, &block, &first);
+    iterator->entries = block.entries();
+  }
+  if (iterator->wantKey) {
+    iterator->key = CopyWide(resource, first.key);
+    if (!iterator->key) return code::kNoMemory;
+    iterator->keyOwned = true;
+  }
+  return 0;
+}
+
+// The key of a read-only position: in place when it is UTF-16 whole in its block, else a
+// decoded copy.
+VQRESULT ImageKeyOut(DictionaryIterator *iterator) {
+  const ImageSubDictionary &section = *iterator->image;
+  const ImageKey stored = ImageKeyAt(section, iterator->index);
+  const size_t bytes = stored.end - stored.begin;
+  if (section.header.keyEncoding != image::kKeysUtf8 && bytes >= 2 && bytes % 2 == 0 &&
+      reinterpret_cast<uintptr_t>(stored.begin) % alignof(char16_t) == 0 &&
+      image::Load<char16_t>(stored.end - 2) == 0) {
+    iterator->key = reinterpret_cast<const char16_t *>(stored.begin);
+    return 0;
+  }
+  auto *copy = static_cast<char16_t *>(heap_Alloc(iterator->resource->heap, (bytes + 1) * 2));
+  if (!copy) return code::kNoMemory;
+  char16_t *out = copy;
+  const unsigned char *at = stored.begin;
+  if (section.header.keyEncoding == image::kKeysUtf8) {
+    while (DecodeUTF8Unit(at, stored.end, out))
+      ++out;
+  } else {
+    for (; at + 2 <= stored.end && image::Load<char16_t>(at); at += 2)
+      *out++ = image::Load<char16_t>(at);
+  }
+  *out = 0;
+  iterator->key = copy;
+  iterator->keyOwned = true;
+  return 0;
+}
+
+VQRESULT BuildReadOnly(DictionaryIterator *iterator) {
+  EntryBlock block;
+  if (!AddImageEntries(*iterator->image, iterator->index, &block)) return code::kCorrupt;
+  iterator->entryCount = block.count();
+  if (iterator->wantEntries && block.count()) {
+    if (!block.Allocate(iterator->resource)) return code::kNoMemory;
+    AddImageEntries(*iterator->image, iterator->index, &block);
+    iterator->entries = block.entries();
+  }
+  return iterator->wantKey ? ImageKeyOut(iterator) : 0;
+}
+
+// Changes the dictionary's count of open iterators under its lock.
+VQRESULT CountIterator(Dictionary *dictionary, int change) {
+  GuardLock lock(dictionary->guard);
+  if (lock.result()) return lock.result();
+  dictionary->openIterators += change;
+  return 0;
+}
+
+}  // namespace
+}  // namespace sc::edct
+
+using namespace sc::edct;
+
+extern "C" {
+
+SC_API VQRESULT edct_DctItOpen(ResourceHandle resourceHandle, SafeHandle dictionaryHandle,
+                               SafeHandle *out) {
+  Resource *resource = nullptr;
+  const VQRESULT resolved = InitRsrcFunction(resourceHandle, &resource);
+  if (resolved) return resolved;
+  if (!out) return code::kNullPointer;
+  Dictionary *dictionary = nullptr;
+  const VQRESULT found = ResolveDictionary(dictionaryHandle, &dictionary);
+  if (found) return found;
+  *out = g_vqNullHandle;
+  // Read-only dictionaries count their iterators too, so that none outlives its dictionary.
+  const VQRESULT counted = CountIterator(dictionary, +1);
+  if (counted) return counted;
+  auto *iterator =
+      static_cast<DictionaryIterator *>(heap_Calloc(resource->heap, 1, sizeof(DictionaryIterator)));
+  VQRESULT result = iterator ? 0 : code::kNoMemory;
+  if (!result) {
+    iterator->resource = resource;
+    iterator->dictionary = dictionary;
+    Restart(iterator);
+    result = srvspi_SecOpen(resourceHandle, EDCT_DCTIT_TAG, &iterator->guard);
+    if (!result && !sc::live::Add(iterator, EDCT_DCTIT_TAG)) {
+      srvspi_SecClose(&iterator->guard);
+      result = code::kNoMemory;
+    }
+  }
+  if (result) {
+    heap_Free(resource->heap, iterator);
+    CountIterator(dictionary, -1);
+    return result;
+  }
+  *out = SafeHandle{iterator, EDCT_DCTIT_TAG};
+  return 0;
+}
+
+SC_API VQRESULT edct_DctItClose(SafeHandle handle) {
+  DictionaryIterator *iterator = nullptr;
+  const VQRESULT resolved = ResolveIterator(handle, &iterator);
+  if (resolved) return resolved;
+  SecObject guard = iterator->guard;
+  const VQRESULT locked = srvspi_SecLock(guard);
+  if (locked) return locked;
+  const VQRESULT counted = CountIterator(iterator->dictionary, -1);
+  if (counted) {
+    srvspi_SecUnlock(guard);
+    return counted;
+  }
+  sc::live::Remove(iterator, EDCT_DCTIT_TAG);
+  Release(iterator);
+  heap_Free(iterator->resource->heap, iterator);
+  srvspi_SecUnlock(guard);
+  return srvspi_SecClose(&guard);
+}
+
+SC_API VQRESULT edct_DctItReset(SafeHandle handle) {
+  DictionaryIterator *iterator = nullptr;
+  const VQRESULT resolved = ResolveIterator(handle, &iterator);
+  if (resolved) return resolved;
+  GuardLock lock(iterator->guard);
+  if (lock.result()) return lock.result();
+  Restart(iterator);
+  return 0;
+}
+
+SC_API VQRESULT edct_DctItHasEnded(SafeHandle handle, uint32_t *ended) {
+  DictionaryIterator *iterator = nullptr;
+  const VQRESULT resolved = ResolveIterator(handle, &iterator);
+  if (resolved) return resolved;
+  if (!ended) return code::kNullPointer;
+  GuardLock lock(iterator->guard);
+  if (lock.result()) return lock.result();
+  *ended = iterator->ended;
+  return 0;
+}
+
+SC_API VQRESULT edct_DctItCurrent(SafeHandle handle, const char16_t **key,
+                                  const EDCT_ENTRY **entries, uint32_t *count,
+                                  uint32_t *newSection) {
+  DictionaryIterator *iterator = nullptr;
+  const VQRESULT resolved = ResolveIterator(handle, &iterator);
+  if (resolved) return resolved;
+  if (key) *key = nullptr;
+  if (entries) *entries = nullptr;
+  if (count) *count = 0;
+  if (newSection) *newSection = 0;
+  GuardLock lock(iterator->guard);
+  if (lock.result()) return lock.result();
+  iterator->wantKey = key != nullptr;
+  iterator->wantEntries = entries != nullptr;
+  if (iterator->ended) return code::kIteratorEnded;
+  // A position is built once; later calls at it hand out the same, whatever they ask for.
+  if (!iterator->currentBuilt) {
+    const VQRESULT built = Writable(*iterator) ? BuildWritable(iterator) : BuildReadOnly(iterator);
+    if (built) {
+      Release(iterator);
+      return built;
+    }
+  }
+  if (key) *key = iterator->key;
+  if (entries) *entries = iterator->entries;
+  if (count) *count = iterator->entryCount;
+  if (newSection) *newSection = iterator->newSection;
+  iterator->currentBuilt = 1;
+  iterator->newSection = 0;
+  return 0;
+}
+
+SC_API VQRESULT edct_DctItIncrement(SafeHandle handle) {
+  DictionaryIterator *iterator = nullptr;
+  const VQRESULT resolved = ResolveIterator(handle, &iterator);
+  if (resolved) return resolved;
+  GuardLock lock(iterator->guard);
+  if (lock.result()) return lock.result();
+  if (iterator->ended) return code::kIteratorEnded;
+  Release(iterator);
+  if (Writable(*iterator))
+    StoreCursorAdvance(&iterator->cursor);
+  else
+    ++iterator->index;
+  Position(iterator);
+  iterator->currentBuilt = 0;
+  return 0;
+}
+
+}  // extern "C"
