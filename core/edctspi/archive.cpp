@@ -80,6 +80,7 @@ struct KeySizes {
   uint32_t entries = 0;
   uint64_t utf16 = 0;
   uint64_t utf8 = 0;
+  uint64_t dataBlock = 1;  // the marker, then the data as the filling pass lays them out
   bool itemTooLong = false;
 };
 
@@ -95,42 +96,34 @@ KeySizes MeasureKeys(const EntryStore &store) {
     const bool list = record.more;
     for (;;) {
       ++sizes.entries;
-      // An item of a list carries a 16-bit length.
-      if (list && record.size > 0xFFFF) sizes.itemTooLong = true;
+      // An item of a list carries a 16-bit length after a pad to 2; the data block starts
+      // 4-aligned, so its offsets pad as the image's do.
+      if (list) {
+        if (record.size > 0xFFFF) sizes.itemTooLong = true;
+        sizes.dataBlock = image::PadTo(sizes.dataBlock, 2) + 2;
+      }
+      sizes.dataBlock += record.size;
       if (!record.more) break;
       StoreCursorCurrent(&cursor, &record);
     }
+    if (list) sizes.dataBlock = image::PadTo(sizes.dataBlock, 2);
   }
   return sizes;
 }
 
-VQRESULT ArchiveSubDictionary(Writer &out, const SubDictionary &sub) {
-  const uint32_t start = out.used();
-  unsigned char *header;
-  SC_TRY(out.Align(4));
-  SC_TRY(out.Reserve(sizeof(image::SectionHeader), &header));
-  if (sub.language) SC_TRY(out.AppendBytes(sub.language, uint32_t(std::strlen(sub.language) + 1)));
-  if (sub.model) SC_TRY(out.AppendBytes(sub.model, image::kModelSize));
-  if (sub.engine) SC_TRY(out.AppendBytes(sub.engine, uint32_t(std::strlen(sub.engine) + 1)));
+// Where the pieces of a section's key and data parts were reserved.
+struct SectionPieces {
+  bool utf8;
+  unsigned char *keyTable;
+  unsigned char *keyBlock;
+  unsigned char *dataTable;
+  uint32_t dataStart;
+};
 
-  const KeySizes sizes = MeasureKeys(sub.store);
-  if (sizes.itemTooLong) return kItemTooLong;
-  const bool utf8 = image::KeysAsUtf8(sizes.utf8, sizes.utf16);
-  const uint64_t keyBytes = utf8 ? sizes.utf8 : sizes.utf16;
-  if (keyBytes > UINT32_MAX) return sc::code::kArrayBufferTooSmall;
-  unsigned char *keyTable, *keyBlock, *dataTable, *marker;
-  SC_TRY(out.Align(4));
-  SC_TRY(out.Reserve((sizes.keys + 1) * 4, &keyTable));
-  const uint32_t keysStart = out.used();
-  SC_TRY(out.Align(utf8 ? 1 : 2));
-  SC_TRY(out.Reserve(static_cast<uint32_t>(keyBytes), &keyBlock));
-  const uint32_t keyBlockSize = out.used() - keysStart;
-  SC_TRY(out.Align(4));
-  SC_TRY(out.Reserve((sizes.keys + 1) * 4, &dataTable));
-  const uint32_t dataStart = out.used();
-  SC_TRY(out.Reserve(1, &marker));
-  if (marker) *marker = image::kMarker;
-
+// The filling pass's walk: each key into the key block and its offset into the table, each
+// record's data into the data block. Returns through *keyEnd where the keys end.
+VQRESULT WriteKeysAndData(Writer &out, const SubDictionary &sub, const SectionPieces &pieces,
+                          uint32_t *keyEnd) {
   const bool unitData = image::DataAreUnits(sub.content, sub.representation);
   uint32_t key = 0, keyAt = 0;
   StoreCursor cursor;
@@ -139,22 +132,20 @@ VQRESULT ArchiveSubDictionary(Writer &out, const SubDictionary &sub) {
     EntryRecord record;
     StoreCursorCurrent(&cursor, &record);
     // The key goes straight into its place in the key block.
-    out.Put(keyTable, key * 4, keyAt);
-    if (utf8) {
-      if (keyBlock) WcsToUTF8(record.key, reinterpret_cast<char *>(keyBlock + keyAt));
-      keyAt += WcsUTF8Size(record.key);
+    out.Put(pieces.keyTable, key * 4, keyAt);
+    unsigned char *keyOut = pieces.keyBlock + keyAt;
+    if (pieces.utf8) {
+      keyAt += WcsToUTF8(record.key, reinterpret_cast<char *>(keyOut));
     } else {
       const auto bytes =
           static_cast<uint32_t>((std::char_traits<char16_t>::length(record.key) + 1) * 2);
-      if (keyBlock) {
-        std::memcpy(keyBlock + keyAt, record.key, bytes);
-        if (out.swap()) image::ReverseUnits(keyBlock + keyAt, bytes);
-      }
+      std::memcpy(keyOut, record.key, bytes);
+      if (out.swap()) image::ReverseUnits(keyOut, bytes);
       keyAt += bytes;
     }
     const bool list = record.more;
-    const int32_t at = static_cast<int32_t>(out.used() - dataStart);
-    out.Put(dataTable, key * 4, list ? -at : at);
+    const int32_t at = static_cast<int32_t>(out.used() - pieces.dataStart);
+    out.Put(pieces.dataTable, key * 4, list ? -at : at);
     for (;;) {
       if (list) {
         unsigned char *length;
@@ -168,11 +159,50 @@ VQRESULT ArchiveSubDictionary(Writer &out, const SubDictionary &sub) {
       StoreCursorCurrent(&cursor, &record);
     }
   }
-  out.Put(dataTable, sizes.keys * 4, out.used() - dataStart);
-  out.Put(keyTable, sizes.keys * 4, keyAt);
+  *keyEnd = keyAt;
+  return 0;
+}
 
-  uint32_t encoding = utf8 ? image::kKeysUtf8 : image::kKeysUtf16Host;
-  if (!utf8 && out.swap()) encoding = image::kKeysUtf16Foreign;
+VQRESULT ArchiveSubDictionary(Writer &out, const SubDictionary &sub) {
+  const uint32_t start = out.used();
+  unsigned char *header;
+  SC_TRY(out.Align(4));
+  SC_TRY(out.Reserve(sizeof(image::SectionHeader), &header));
+  if (sub.language) SC_TRY(out.AppendBytes(sub.language, uint32_t(std::strlen(sub.language) + 1)));
+  if (sub.model) SC_TRY(out.AppendBytes(sub.model, image::kModelSize));
+  if (sub.engine) SC_TRY(out.AppendBytes(sub.engine, uint32_t(std::strlen(sub.engine) + 1)));
+
+  const KeySizes sizes = MeasureKeys(sub.store);
+  if (sizes.itemTooLong) return kItemTooLong;
+  SectionPieces pieces;
+  pieces.utf8 = image::KeysAsUtf8(sizes.utf8, sizes.utf16);
+  const uint64_t keyBytes = pieces.utf8 ? sizes.utf8 : sizes.utf16;
+  if (keyBytes > UINT32_MAX || sizes.dataBlock > UINT32_MAX) return sc::code::kArrayBufferTooSmall;
+  unsigned char *marker;
+  SC_TRY(out.Align(4));
+  SC_TRY(out.Reserve((sizes.keys + 1) * 4, &pieces.keyTable));
+  const uint32_t keysStart = out.used();
+  SC_TRY(out.Align(pieces.utf8 ? 1 : 2));
+  SC_TRY(out.Reserve(static_cast<uint32_t>(keyBytes), &pieces.keyBlock));
+  const uint32_t keyBlockSize = out.used() - keysStart;
+  SC_TRY(out.Align(4));
+  SC_TRY(out.Reserve((sizes.keys + 1) * 4, &pieces.dataTable));
+  pieces.dataStart = out.used();
+  SC_TRY(out.Reserve(1, &marker));
+  if (marker) *marker = image::kMarker;
+  uint32_t keyEnd = 0;
+  if (out.filling()) {
+    SC_TRY(WriteKeysAndData(out, sub, pieces, &keyEnd));
+  } else {
+    // Measuring: the first walk has sized the data block already.
+    unsigned char *skipped;
+    SC_TRY(out.Reserve(static_cast<uint32_t>(sizes.dataBlock - 1), &skipped));
+  }
+  out.Put(pieces.dataTable, sizes.keys * 4, out.used() - pieces.dataStart);
+  out.Put(pieces.keyTable, sizes.keys * 4, keyEnd);
+
+  uint32_t encoding = pieces.utf8 ? image::kKeysUtf8 : image::kKeysUtf16Host;
+  if (!pieces.utf8 && out.swap()) encoding = image::kKeysUtf16Foreign;
   const uint32_t fields[12] = {out.used() - start,
                                encoding,
                                sub.content,
@@ -184,7 +214,7 @@ VQRESULT ArchiveSubDictionary(Writer &out, const SubDictionary &sub) {
                                sizes.keys,
                                sizes.entries,
                                keyBlockSize,
-                               out.used() - dataStart};
+                               out.used() - pieces.dataStart};
   for (int i = 0; i < 12; ++i)
     out.Put(header, i * 4, fields[i]);
   return 0;

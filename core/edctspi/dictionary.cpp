@@ -126,13 +126,6 @@ void CollectWritable(Dictionary *dictionary, const char16_t *key, const EDCT_FIL
   }
 }
 
-VQRESULT Collect(Dictionary *dictionary, const char16_t *key, const EDCT_FILTER *filter,
-                 EntryBlock *block) {
-  if (dictionary->kind == kReadOnly) return CollectImageEntries(dictionary, key, filter, block);
-  CollectWritable(dictionary, key, filter, block);
-  return 0;
-}
-
 void FreeDictionary(Dictionary *dictionary) {
   Resource *resource = dictionary->resource;
   if (dictionary->kind == kReadOnly) {
@@ -237,6 +230,17 @@ void EntryBlock::AddCopy(const SubDictionary &sub, const EntryRecord &record) {
 
 void EntryBlock::AddView(const ImageSubDictionary &section, const unsigned char *data,
                          uint32_t size) {
+  if (grow_ && count_ == capacity_ && !failed_) {
+    const uint32_t capacity = capacity_ ? capacity_ * 2 : 4;
+    void *grown = heap_Realloc(grow_->heap, entries_, size_t{capacity} * sizeof(EDCT_ENTRY));
+    if (grown) {
+      entries_ = static_cast<EDCT_ENTRY *>(grown);
+      capacity_ = capacity;
+    } else {
+      failed_ = true;
+    }
+  }
+  if (failed_) return;
   if (filling()) {
     const image::SectionHeader &header = section.header;
     entries_[count_] =
@@ -388,13 +392,24 @@ SC_API VQRESULT edct_DctGetEntryData(SafeHandle handle, const char16_t *key,
   *count = 0;
   GuardLock lock(dictionary->guard);
   if (lock.result()) return lock.result();
-  // Measured first and then filled, so that everything handed out is one heap block.
   EntryBlock block;
-  const VQRESULT measured = Collect(dictionary, key, filter, &block);
-  if (measured) return measured;
-  if (block.count() == 0) return code::kNotFound;
-  if (!block.Allocate(dictionary->resource)) return code::kNoMemory;
-  Collect(dictionary, key, filter, &block);
+  if (dictionary->kind == kReadOnly) {
+    // The entries point into the image: one pass, the array growing as they come.
+    block.GrowFrom(dictionary->resource);
+    VQRESULT result = CollectImageEntries(dictionary, key, filter, &block);
+    if (!result && block.failed()) result = code::kNoMemory;
+    if (!result && block.count() == 0) result = code::kNotFound;
+    if (result) {
+      heap_Free(dictionary->resource->heap, block.entries());
+      return result;
+    }
+  } else {
+    // Measured first and then filled, so that everything handed out is one heap block.
+    CollectWritable(dictionary, key, filter, &block);
+    if (block.count() == 0) return code::kNotFound;
+    if (!block.Allocate(dictionary->resource)) return code::kNoMemory;
+    CollectWritable(dictionary, key, filter, &block);
+  }
   *entries = block.entries();
   *count = block.count();
   return 0;

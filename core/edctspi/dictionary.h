@@ -96,9 +96,13 @@ char *CopyString(Resource *resource, const char *text);
 
 // Builds the entry arrays that are handed out: the EDCT_ENTRY array and every copy it points
 // to in one heap block, so one free releases all. Used twice: first to measure (no block),
-// then, after Allocate, to fill in the same order.
+// then, after Allocate, to fill in the same order. Entries that point into an image copy
+// nothing, so for them the block can instead grow as they come, in one pass.
 class EntryBlock {
  public:
+  void GrowFrom(Resource *resource) { grow_ = resource; }
+  // A growing block could not grow; it holds the entries added before.
+  bool failed() const { return failed_; }
   bool filling() const { return entries_ != nullptr; }
   uint32_t count() const { return count_; }
   EDCT_ENTRY *entries() const { return entries_; }
@@ -119,6 +123,9 @@ class EntryBlock {
   const char *language_ = nullptr;
   const char *model_ = nullptr;
   const char *engine_ = nullptr;
+  Resource *grow_ = nullptr;
+  uint32_t capacity_ = 0;
+  bool failed_ = false;
 };
 
 // Whether a SubDictionary with these attributes passes the filter of a writable lookup: an
