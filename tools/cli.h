@@ -28,5 +28,6 @@ const char *FamilyMessage(VQRESULT code);
 const char *FamilySubmodule(VQRESULT code);
 
 int CmdError(int argc, char **argv);
+int CmdDict(int argc, char **argv);
 
 }  // namespace cli

@@ -15,6 +15,7 @@ struct Command {
 
 constexpr Command kCommands[] = {
     {"error", cli::CmdError, "explain a result code"},
+    {"dict", cli::CmdDict, "compile, decompile, look up, describe and list dictionaries"},
 };
 
 void Usage(FILE *out) {
