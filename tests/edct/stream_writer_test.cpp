@@ -82,7 +82,7 @@ TEST(StreamWriter, QuotingAndDataLines) {
       {u"a\tb", {sz}, "a\tb\tx\r\n"},  // a tab calls for no quotes
       {u"a\\b", {sz}, "a\\\\b\tx\r\n"},
       {u"s",
-       {Make(2, 2, std::string("say \"hi\" \\ \xC3\xA9", 16))},
+       {Make(2, 2, std::string("say \"hi\" \\ \xC3\xA9", 14))},
        "s\t\"say \\\"hi\\\" \\\\ \xC3\xA9\"\r\n"},
       {u"w", {Make(2, 3, Bytes(u"w \u00e9\""))}, "w\t\"w \xC3\xA9\\\"\"\r\n"},
       {u"k", {Make(2, 2, "unterminated")}, "k\tunterminated\r\n"},
