@@ -31,11 +31,11 @@ std::string Lexicon(bool sorted) {
   std::vector<std::pair<std::string, std::string>> lines;
   lines.reserve(kEntries);
   for (int i = 0; i < kEntries; ++i) {
-    std::string key = Letters(random, 3 + random() % 5);
+    std::string key = Letters(random, 4 + random() % 5);
     for (int n = i, k = 0; k < 5; ++k, n /= 26)
       key += static_cast<char>('a' + n % 26);
-    std::string data = Letters(random, 6 + random() % 8);
-    if (random() % 3 == 0) data += " " + Letters(random, 4 + random() % 6);
+    std::string data = Letters(random, 8 + random() % 10);
+    if (random() % 2 == 0) data += " " + Letters(random, 5 + random() % 6);
     if (random() % 10 == 0) data += "\xC3\xA9";
     lines.emplace_back(std::move(key), std::move(data));
   }
