@@ -28,6 +28,7 @@ const char *FamilyMessage(VQRESULT code);
 const char *FamilySubmodule(VQRESULT code);
 
 int CmdError(int argc, char **argv);
+int CmdHdr(int argc, char **argv);
 int CmdDict(int argc, char **argv);
 
 }  // namespace cli

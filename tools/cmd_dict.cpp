@@ -26,6 +26,7 @@ constexpr const char *kHelp =
     "                                [-- WORD...]\n"
     "       speechcommon dict info DICT\n"
     "       speechcommon dict list DICT\n"
+    "       speechcommon dict convert IMAGE OUT [--swap]\n"
     "\n"
     "  compile    read a text stream and write its archive image (--swap: for a host of\n"
     "             the other byte order)\n"
@@ -35,6 +36,7 @@ constexpr const char *kHelp =
     "             status 1 when a word is not found\n"
     "  info       name, description, counts and sections\n"
     "  list       every key with its entries\n"
+    "  convert    compile an image again (loading reverses the order of a key's entries)\n"
     "\n"
     "A DICT is an archive image (opened read-only in place) or a text stream. ENC is utf8,\n"
     "ucs2le or ucs2be; a text stream's encoding is otherwise taken from its byte-order mark.\n"
@@ -589,6 +591,13 @@ int CmdDict(int argc, char **argv) {
   Arguments args;
   if (const int parsed = Parse(argc - 1, argv + 1, &args)) return parsed;
   if (command == "compile") return Compile(args);
+  if (command == "convert") {
+    if (args.positional.size() != 2 || !args.output.empty())
+      return Usage("convert takes an image and the file to write");
+    args.output = args.positional[1];
+    args.positional.pop_back();
+    return Compile(args);
+  }
   if (command == "decompile") return Decompile(args);
   if (command == "lookup") return Lookup(args);
   if (command == "info") return Info(args);

@@ -15,6 +15,7 @@ struct Command {
 
 constexpr Command kCommands[] = {
     {"error", cli::CmdError, "explain a result code"},
+    {"hdr", cli::CmdHdr, "show, extract from and pack data header files"},
     {"dict", cli::CmdDict, "compile, decompile, look up, describe and list dictionaries"},
 };
 

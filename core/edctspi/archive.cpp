@@ -18,8 +18,6 @@ namespace {
 
 using image::Reversed;
 
-inline constexpr VQRESULT kItemTooLong = GeneralFailure(Module::kEdct, 0, General::kOutOfRange);
-
 #define SC_TRY(expression)                \
   do {                                    \
     const VQRESULT tried_ = (expression); \
@@ -173,7 +171,7 @@ VQRESULT ArchiveSubDictionary(Writer &out, const SubDictionary &sub) {
   if (sub.engine) SC_TRY(out.AppendBytes(sub.engine, uint32_t(std::strlen(sub.engine) + 1)));
 
   const KeySizes sizes = MeasureKeys(sub.store);
-  if (sizes.itemTooLong) return kItemTooLong;
+  if (sizes.itemTooLong) return code::kOutOfRange;
   SectionPieces pieces;
   pieces.utf8 = image::KeysAsUtf8(sizes.utf8, sizes.utf16);
   const uint64_t keyBytes = pieces.utf8 ? sizes.utf8 : sizes.utf16;

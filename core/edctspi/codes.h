@@ -23,6 +23,8 @@ inline constexpr VQRESULT kIteratorOpen = OwnFailure(Module::kEdct, 0, 14);
 
 // General reasons.
 inline constexpr VQRESULT kNullPointer = GeneralFailure(Module::kEdct, 0, General::kNullPointer);
+// An item of a key's item list longer than its 16-bit length can tell, met by the archive writer.
+inline constexpr VQRESULT kOutOfRange = GeneralFailure(Module::kEdct, 0, General::kOutOfRange);
 inline constexpr VQRESULT kBufferTooSmall =
     GeneralFailure(Module::kEdct, 0, General::kBufferTooSmall);
 inline constexpr VQRESULT kNoMemory = GeneralFailure(Module::kEdct, 0, General::kOutOfMemory);

@@ -2,6 +2,7 @@
 #include "core/edctspi/dictionary.h"
 
 #include <cstring>
+#include <optional>
 #include <string>
 
 #include "core/edctspi/archive.h"
@@ -126,6 +127,29 @@ void CollectWritable(Dictionary *dictionary, const char16_t *key, const EDCT_FIL
   }
 }
 
+// The start of an operation that changes a dictionary, after its own argument checks: a
+// read-only dictionary refuses; else `lock` takes the lock, and a change of entries is refused
+// while iterators are open.
+VQRESULT BeginChange(Dictionary *dictionary, bool ofEntries, std::optional<GuardLock> *lock) {
+  if (dictionary->kind == kReadOnly) return code::kReadOnly;
+  lock->emplace(dictionary->guard);
+  if ((*lock)->result()) return (*lock)->result();
+  if (ofEntries && dictionary->openIterators) return code::kIteratorOpen;
+  return 0;
+}
+
+// Heap copies of a Description and a Name (null ones stay null); false, with nothing held,
+// when memory runs out.
+bool CopyTexts(Resource *resource, const char16_t *description, const char16_t *name,
+               char16_t **descriptionCopy, char16_t **nameCopy) {
+  *descriptionCopy = description ? CopyWide(resource, description) : nullptr;
+  *nameCopy = name ? CopyWide(resource, name) : nullptr;
+  if ((!description || *descriptionCopy) && (!name || *nameCopy)) return true;
+  heap_Free(resource->heap, *descriptionCopy);
+  heap_Free(resource->heap, *nameCopy);
+  return false;
+}
+
 void FreeDictionary(Dictionary *dictionary) {
   Resource *resource = dictionary->resource;
   if (dictionary->kind == kReadOnly) {
@@ -145,16 +169,7 @@ void FreeDictionary(Dictionary *dictionary) {
 }  // namespace
 
 VQRESULT ResolveDictionary(SafeHandle handle, Dictionary **out) {
-  const VQRESULT checked = safeh_HandleCheck(handle, EDCT_DCT_TAG, sizeof(Dictionary));
-  if (checked) return checked;
-  // A closed dictionary has left the set of open objects, so its memory is never read.
-  if (!live::Contains(handle.pointer, EDCT_DCT_TAG)) return sc::code::kSecInvalidHandle;
-  auto *dictionary = static_cast<Dictionary *>(handle.pointer);
-  const VQRESULT valid = srvspi_SecValidate(dictionary->guard, EDCT_DCT_TAG);
-  if (valid) return valid;
-  if (!ResourceAlive(dictionary->resource)) return code::kDeadResource;
-  *out = dictionary;
-  return 0;
+  return ResolveGuarded(handle, EDCT_DCT_TAG, out);
 }
 
 SubDictionary *AppendSubDictionary(Dictionary *dictionary) {
@@ -296,11 +311,7 @@ SC_API VQRESULT edct_DctOpen(ResourceHandle resourceHandle, const void *image, u
   else if (image)
     result = LoadArchive(dictionary, static_cast<const unsigned char *>(image));
   if (!result && notify && mode == EDCT_OPEN_READONLY) result = code::kReadOnly;
-  if (!result) result = srvspi_SecOpen(resourceHandle, EDCT_DCT_TAG, &dictionary->guard);
-  if (!result && !sc::live::Add(dictionary, EDCT_DCT_TAG)) {
-    srvspi_SecClose(&dictionary->guard);
-    result = code::kNoMemory;
-  }
+  if (!result) result = OpenGuarded(resourceHandle, EDCT_DCT_TAG, dictionary, &dictionary->guard);
   if (result) {
     FreeDictionary(dictionary);
     return result;
@@ -334,9 +345,7 @@ SC_API VQRESULT edct_DctClose(SafeHandle handle) {
   }
   sc::live::Remove(dictionary, EDCT_DCT_TAG);
   FreeDictionary(dictionary);
-  // The guard lives on in the copy until it is unlocked and closed.
-  srvspi_SecUnlock(guard);
-  return srvspi_SecClose(&guard);
+  return CloseGuardCopy(guard);
 }
 
 SC_API VQRESULT edct_DctAddEntry(SafeHandle handle, const char16_t *key, const EDCT_ENTRY *entries,
@@ -345,10 +354,9 @@ SC_API VQRESULT edct_DctAddEntry(SafeHandle handle, const char16_t *key, const E
   const VQRESULT resolved = ResolveDictionary(handle, &dictionary);
   if (resolved) return resolved;
   if (!key || !entries) return code::kNullPointer;
-  if (dictionary->kind == kReadOnly) return code::kReadOnly;
-  GuardLock lock(dictionary->guard);
-  if (lock.result()) return lock.result();
-  if (dictionary->openIterators) return code::kIteratorOpen;
+  std::optional<GuardLock> lock;
+  const VQRESULT begun = BeginChange(dictionary, true, &lock);
+  if (begun) return begun;
   for (uint32_t i = 0; i < count; ++i) {
     const VQRESULT added = AddOne(dictionary, key, entries[i]);
     if (added) return added;
@@ -361,10 +369,9 @@ SC_API VQRESULT edct_DctRemoveEntry(SafeHandle handle, const char16_t *key) {
   const VQRESULT resolved = ResolveDictionary(handle, &dictionary);
   if (resolved) return resolved;
   if (!key) return code::kNullPointer;
-  if (dictionary->kind == kReadOnly) return code::kReadOnly;
-  GuardLock lock(dictionary->guard);
-  if (lock.result()) return lock.result();
-  if (dictionary->openIterators) return code::kIteratorOpen;
+  std::optional<GuardLock> lock;
+  const VQRESULT begun = BeginChange(dictionary, true, &lock);
+  if (begun) return begun;
   uint32_t total = 0;
   bool held = false;
   for (SubDictionary *sub = dictionary->first; sub; sub = sub->next) {
@@ -438,14 +445,9 @@ SC_API VQRESULT edct_DctGetInfo(SafeHandle handle, EDCT_INFO *info) {
   const char16_t *description = dictionary->description;
   const char16_t *name = dictionary->name;
   if (dictionary->kind == kWritable) {
-    Resource *resource = dictionary->resource;
-    char16_t *descriptionCopy = description ? CopyWide(resource, description) : nullptr;
-    char16_t *nameCopy = name ? CopyWide(resource, name) : nullptr;
-    if ((description && !descriptionCopy) || (name && !nameCopy)) {
-      heap_Free(resource->heap, descriptionCopy);
-      heap_Free(resource->heap, nameCopy);
+    char16_t *descriptionCopy, *nameCopy;
+    if (!CopyTexts(dictionary->resource, description, name, &descriptionCopy, &nameCopy))
       return code::kNoMemory;
-    }
     description = descriptionCopy;
     name = nameCopy;
   }
@@ -475,18 +477,14 @@ SC_API VQRESULT edct_DctSetInfo(SafeHandle handle, const EDCT_INFO *info) {
   const VQRESULT resolved = ResolveDictionary(handle, &dictionary);
   if (resolved) return resolved;
   if (!info) return code::kNullPointer;
-  if (dictionary->kind == kReadOnly) return code::kReadOnly;
-  GuardLock lock(dictionary->guard);
-  if (lock.result()) return lock.result();
+  std::optional<GuardLock> lock;
+  const VQRESULT begun = BeginChange(dictionary, false, &lock);
+  if (begun) return begun;
   // Both copies are made before anything is freed, so a failure changes nothing.
   Resource *resource = dictionary->resource;
-  char16_t *description = info->Description ? CopyWide(resource, info->Description) : nullptr;
-  char16_t *name = info->Name ? CopyWide(resource, info->Name) : nullptr;
-  if ((info->Description && !description) || (info->Name && !name)) {
-    heap_Free(resource->heap, description);
-    heap_Free(resource->heap, name);
+  char16_t *description, *name;
+  if (!CopyTexts(resource, info->Description, info->Name, &description, &name))
     return code::kNoMemory;
-  }
   heap_Free(resource->heap, const_cast<char16_t *>(dictionary->description));
   heap_Free(resource->heap, const_cast<char16_t *>(dictionary->name));
   dictionary->description = description;

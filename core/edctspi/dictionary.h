@@ -5,6 +5,7 @@
 #include <cstdint>
 
 #include "core/edctspi/entry_store.h"
+#include "core/edctspi/guarded.h"
 #include "core/edctspi/image_layout.h"
 #include "sc_edct.h"
 #include "sc_srvspi.h"
@@ -68,22 +69,6 @@ struct Dictionary {
 // Checks a dictionary handle (the handle itself, that the object is open, its guard and its
 // Resource) and hands out the object.
 VQRESULT ResolveDictionary(SafeHandle handle, Dictionary **out);
-
-// Holds a guarded object's lock for one scope.
-class GuardLock {
- public:
-  explicit GuardLock(const SecObject &guard) : guard_(guard), result_(srvspi_SecLock(guard)) {}
-  ~GuardLock() {
-    if (!result_) srvspi_SecUnlock(guard_);
-  }
-  GuardLock(const GuardLock &) = delete;
-  GuardLock &operator=(const GuardLock &) = delete;
-  VQRESULT result() const { return result_; }
-
- private:
-  SecObject guard_;
-  VQRESULT result_;
-};
 
 // For the archive loader: a new SubDictionary at the end of the list with every field zero
 // (its store not yet initialised), or null when memory runs out.

@@ -1,4 +1,5 @@
 // Texts of the dictionaries' reasons, and the delegation to the families they build on.
+#include "core/edctspi/codes.h"
 #include "foundation/error_text.h"
 #include "foundation/result.h"
 #include "sc_critsec.h"
@@ -81,7 +82,7 @@ SC_API const char *edct_ErrorGetModuleName(VQRESULT code) {
 }
 
 SC_API VQRESULT edct_GetVersion(uint32_t *version) {
-  if (!version) return sc::GeneralFailure(Module::kEdct, 0, sc::General::kNullPointer);
+  if (!version) return sc::edct::code::kNullPointer;
   *version = 0xFFFFFFFFu;
   return 0;
 }

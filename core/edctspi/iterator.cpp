@@ -40,15 +40,7 @@ bool Writable(const DictionaryIterator &iterator) {
 }
 
 VQRESULT ResolveIterator(SafeHandle handle, DictionaryIterator **out) {
-  const VQRESULT checked = safeh_HandleCheck(handle, EDCT_DCTIT_TAG, sizeof(DictionaryIterator));
-  if (checked) return checked;
-  if (!live::Contains(handle.pointer, EDCT_DCTIT_TAG)) return sc::code::kSecInvalidHandle;
-  auto *iterator = static_cast<DictionaryIterator *>(handle.pointer);
-  const VQRESULT valid = srvspi_SecValidate(iterator->guard, EDCT_DCTIT_TAG);
-  if (valid) return valid;
-  if (!ResourceAlive(iterator->resource)) return code::kDeadResource;
-  *out = iterator;
-  return 0;
+  return ResolveGuarded(handle, EDCT_DCTIT_TAG, out);
 }
 
 // Gives back what the current position handed out.
@@ -207,11 +199,7 @@ SC_API VQRESULT edct_DctItOpen(ResourceHandle resourceHandle, SafeHandle diction
     iterator->resource = resource;
     iterator->dictionary = dictionary;
     Restart(iterator);
-    result = srvspi_SecOpen(resourceHandle, EDCT_DCTIT_TAG, &iterator->guard);
-    if (!result && !sc::live::Add(iterator, EDCT_DCTIT_TAG)) {
-      srvspi_SecClose(&iterator->guard);
-      result = code::kNoMemory;
-    }
+    result = OpenGuarded(resourceHandle, EDCT_DCTIT_TAG, iterator, &iterator->guard);
   }
   if (result) {
     heap_Free(resource->heap, iterator);
@@ -237,8 +225,7 @@ SC_API VQRESULT edct_DctItClose(SafeHandle handle) {
   sc::live::Remove(iterator, EDCT_DCTIT_TAG);
   Release(iterator);
   heap_Free(iterator->resource->heap, iterator);
-  srvspi_SecUnlock(guard);
-  return srvspi_SecClose(&guard);
+  return CloseGuardCopy(guard);
 }
 
 SC_API VQRESULT edct_DctItReset(SafeHandle handle) {

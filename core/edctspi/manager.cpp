@@ -23,15 +23,7 @@ struct DictionaryManager {
 };
 
 VQRESULT ResolveManager(SafeHandle handle, DictionaryManager **out) {
-  const VQRESULT checked = safeh_HandleCheck(handle, EDCT_DCTMGR_TAG, sizeof(DictionaryManager));
-  if (checked) return checked;
-  if (!live::Contains(handle.pointer, EDCT_DCTMGR_TAG)) return sc::code::kSecInvalidHandle;
-  auto *manager = static_cast<DictionaryManager *>(handle.pointer);
-  const VQRESULT valid = srvspi_SecValidate(manager->guard, EDCT_DCTMGR_TAG);
-  if (valid) return valid;
-  if (!ResourceAlive(manager->resource)) return code::kDeadResource;
-  *out = manager;
-  return 0;
+  return ResolveGuarded(handle, EDCT_DCTMGR_TAG, out);
 }
 
 // The link that leads to the dictionary's registration, or null.
@@ -59,6 +51,20 @@ VQRESULT ResolveBoth(SafeHandle managerHandle, SafeHandle dictionaryHandle,
   return ResolveDictionary(dictionaryHandle, dictionary);
 }
 
+// Runs `change` under the manager's lock on the registration of a dictionary in its list.
+template <class Change>
+VQRESULT WithRegistration(SafeHandle managerHandle, SafeHandle dictionaryHandle, Change change) {
+  DictionaryManager *manager = nullptr;
+  Dictionary *dictionary = nullptr;
+  const VQRESULT resolved = ResolveBoth(managerHandle, dictionaryHandle, &manager, &dictionary);
+  if (resolved) return resolved;
+  GuardLock lock(manager->guard);
+  if (lock.result()) return lock.result();
+  Registration **link = Find(manager, dictionaryHandle);
+  if (!link) return code::kNotRegistered;
+  return change(manager, dictionary, link);
+}
+
 }  // namespace
 }  // namespace sc::edct
 
@@ -76,11 +82,7 @@ SC_API VQRESULT edct_DctMgrOpen(ResourceHandle resourceHandle, SafeHandle *out) 
       static_cast<DictionaryManager *>(heap_Calloc(resource->heap, 1, sizeof(DictionaryManager)));
   if (!manager) return code::kNoMemory;
   manager->resource = resource;
-  VQRESULT result = srvspi_SecOpen(resourceHandle, EDCT_DCTMGR_TAG, &manager->guard);
-  if (!result && !sc::live::Add(manager, EDCT_DCTMGR_TAG)) {
-    srvspi_SecClose(&manager->guard);
-    result = code::kNoMemory;
-  }
+  const VQRESULT result = OpenGuarded(resourceHandle, EDCT_DCTMGR_TAG, manager, &manager->guard);
   if (result) {
     heap_Free(resource->heap, manager);
     return result;
@@ -114,8 +116,7 @@ SC_API VQRESULT edct_DctMgrClose(SafeHandle handle) {
   }
   sc::live::Remove(manager, EDCT_DCTMGR_TAG);
   heap_Free(manager->resource->heap, manager);
-  srvspi_SecUnlock(guard);
-  return srvspi_SecClose(&guard);
+  return CloseGuardCopy(guard);
 }
 
 SC_API VQRESULT edct_DctMgrRegisterDct(SafeHandle managerHandle, SafeHandle dictionaryHandle,
@@ -146,36 +147,27 @@ SC_API VQRESULT edct_DctMgrRegisterDct(SafeHandle managerHandle, SafeHandle dict
 }
 
 SC_API VQRESULT edct_DctMgrUnregisterDct(SafeHandle managerHandle, SafeHandle dictionaryHandle) {
-  DictionaryManager *manager = nullptr;
-  Dictionary *dictionary = nullptr;
-  const VQRESULT resolved = ResolveBoth(managerHandle, dictionaryHandle, &manager, &dictionary);
-  if (resolved) return resolved;
-  GuardLock lock(manager->guard);
-  if (lock.result()) return lock.result();
-  Registration **link = Find(manager, dictionaryHandle);
-  if (!link) return code::kNotRegistered;
-  const VQRESULT counted = ChangeRegisterCount(dictionary, -1);
-  if (counted) return counted;
-  Registration *gone = *link;
-  *link = gone->next;
-  heap_Free(manager->resource->heap, gone);
-  return 0;
+  return WithRegistration(
+      managerHandle, dictionaryHandle,
+      [](DictionaryManager *manager, Dictionary *dictionary, Registration **link) {
+        const VQRESULT counted = ChangeRegisterCount(dictionary, -1);
+        if (counted) return counted;
+        Registration *gone = *link;
+        *link = gone->next;
+        heap_Free(manager->resource->heap, gone);
+        return VQRESULT{0};
+      });
 }
 
 SC_API VQRESULT edct_DctMgrPromoteDct(SafeHandle managerHandle, SafeHandle dictionaryHandle) {
-  DictionaryManager *manager = nullptr;
-  Dictionary *dictionary = nullptr;
-  const VQRESULT resolved = ResolveBoth(managerHandle, dictionaryHandle, &manager, &dictionary);
-  if (resolved) return resolved;
-  GuardLock lock(manager->guard);
-  if (lock.result()) return lock.result();
-  Registration **link = Find(manager, dictionaryHandle);
-  if (!link) return code::kNotRegistered;
-  Registration *moved = *link;
-  *link = moved->next;
-  moved->next = manager->first;
-  manager->first = moved;
-  return 0;
+  return WithRegistration(managerHandle, dictionaryHandle,
+                          [](DictionaryManager *manager, Dictionary *, Registration **link) {
+                            Registration *moved = *link;
+                            *link = moved->next;
+                            moved->next = manager->first;
+                            manager->first = moved;
+                            return VQRESULT{0};
+                          });
 }
 
 SC_API VQRESULT edct_DctMgrGetRegisteredDcts(SafeHandle handle, SafeHandle *dictionaries,

@@ -120,41 +120,6 @@ class Writable {
   SafeHandle handle_{};
 };
 
-// Image bytes in a 4-aligned buffer, written piece by piece in host byte order.
-class ImageBytes {
- public:
-  size_t size() const { return bytes_.size(); }
-  void U32(uint32_t value) { Raw(&value, 4); }
-  void U16(uint16_t value) { Raw(&value, 2); }
-  void Raw(const void *data, size_t size) {
-    const auto *bytes = static_cast<const unsigned char *>(data);
-    bytes_.insert(bytes_.end(), bytes, bytes + size);
-  }
-  void Text(const std::string &text) { Raw(text.c_str(), text.size() + 1); }
-  void Wide(const std::u16string &text) { Raw(text.c_str(), (text.size() + 1) * 2); }
-  void Pad(size_t alignment) {
-    while (bytes_.size() % alignment)
-      bytes_.push_back(0xAA);
-  }
-  void Set32(size_t at, uint32_t value) { std::memcpy(&bytes_[at], &value, 4); }
-  uint32_t Get32(size_t at) const {
-    uint32_t value;
-    std::memcpy(&value, &bytes_[at], 4);
-    return value;
-  }
-  std::vector<unsigned char> &bytes() { return bytes_; }
-  // A 4-aligned copy that stays put.
-  const void *Aligned() {
-    aligned_.assign((bytes_.size() + 3) / 4 + 1, 0);
-    std::memcpy(aligned_.data(), bytes_.data(), bytes_.size());
-    return aligned_.data();
-  }
-
- private:
-  std::vector<unsigned char> bytes_;
-  std::vector<uint32_t> aligned_;
-};
-
 // Whether a code is a general out-of-memory failure of any family: an open also passes on
 // those of the guarded object and lock it makes.
 inline bool IsOutOfMemory(uint32_t code) {

@@ -92,20 +92,14 @@ TEST(EntryStore, KeysWalkInCodeUnitOrder) {
   EXPECT_EQ(store.Keys(), expected);
 }
 
-TEST(EntryStore, EmptyStoreFindsNothing) {
+TEST(EntryStore, ChainsStandNewestFirstAndRemoveWhole) {
   Store store;
   EntryRecord record;
   uint32_t count = 7;
-  EXPECT_EQ(EntryStoreGet(store.get(), u"a", &record), kStoreAbsent);
-  EXPECT_EQ(EntryStoreRemove(store.get(), u"a", &count), kStoreAbsent);
+  EXPECT_EQ(EntryStoreGet(store.get(), u"key", &record), kStoreAbsent);
+  EXPECT_EQ(EntryStoreRemove(store.get(), u"key", &count), kStoreAbsent);
   EXPECT_EQ(count, 0u);
-  StoreCursor cursor;
-  StoreCursorOpen(&cursor, store.get());
-  EXPECT_TRUE(StoreCursorEnded(&cursor));
-}
-
-TEST(EntryStore, ChainsStandNewestFirstAndRemoveWhole) {
-  Store store;
+  EXPECT_TRUE(store.Keys().empty());
   EXPECT_EQ(store.Add(u"key", "one"), kStoreNewKey);
   EXPECT_EQ(store.Add(u"other", "o"), kStoreNewKey);
   EXPECT_EQ(store.Add(u"key", "two"), kStoreChained);
@@ -114,7 +108,6 @@ TEST(EntryStore, ChainsStandNewestFirstAndRemoveWhole) {
 
   // The more flags, and that the key argument is not looked at while a chain is pending.
   store->pendingLink = kNoLink;
-  EntryRecord record;
   std::vector<uint32_t> more;
   ASSERT_EQ(EntryStoreGet(store.get(), u"key", &record), 0u);
   more.push_back(record.more);
@@ -125,7 +118,6 @@ TEST(EntryStore, ChainsStandNewestFirstAndRemoveWhole) {
   EXPECT_EQ(more, (std::vector<uint32_t>{1, 1, 0}));
   EXPECT_EQ(store->pendingLink, kNoLink);
 
-  uint32_t count = 0;
   EXPECT_EQ(EntryStoreRemove(store.get(), u"key", &count), 0u);
   EXPECT_EQ(count, 3u);
   EXPECT_TRUE(store.Get(u"key").empty());
@@ -232,23 +224,6 @@ TEST(EntryStore, GrowthFailuresLeaveTheStoreAsItWas) {
   }
   EXPECT_GT(attempt, 10);  // the loop did meet failures of both the arena and the pool
   CheckTree(store.get(), 20);
-}
-
-TEST(EntryStore, InitFailsCleanly) {
-  const int64_t live = testing::LiveBlocks();
-  for (uint64_t nth = 1; nth <= 3; ++nth) {
-    EntryStore store;
-    testing::FailNthAllocation(nth);
-    const VQRESULT result = EntryStoreInit(&store, DefaultResource(), 10, 10);
-    testing::FailNthAllocation(0);
-    if (result == 0) {
-      EntryStoreDestroy(&store);
-      break;
-    }
-    EXPECT_EQ(result, code::kNoMemory);
-    EXPECT_EQ(testing::LiveBlocks(), live);
-  }
-  EXPECT_EQ(testing::LiveBlocks(), live);
 }
 
 }  // namespace

@@ -5,6 +5,7 @@
 #include <thread>
 #include <vector>
 
+#include "core/edctspi/dictionary.h"
 #include "edct_test_util.h"
 #include "foundation/alloc.h"
 #include "speechcommon.h"
@@ -170,6 +171,23 @@ TEST(Manager, ArgumentsAndArrays) {
                      [&] { EXPECT_TRUE(Registered(other).empty()); });
   EXPECT_EQ(edct_DctMgrClose(other), 0u);
   EXPECT_EQ(sc::testing::LiveBlocks(), live);
+}
+
+TEST(Manager, BrokenRegisterCountsAreReported) {
+  Writable a;
+  auto *dictionary = static_cast<sc::edct::Dictionary *>(a.handle().pointer);
+  {
+    Manager manager;
+    ASSERT_EQ(edct_DctMgrRegisterDct(manager, a, 0), 0u);
+    dictionary->registerCount = 0;  // broken behind the manager's back
+    EXPECT_EQ(edct_DctMgrClose(manager), 0x801E000Au);
+    EXPECT_EQ(Registered(manager).size(), 1u);  // the manager still works
+    EXPECT_EQ(edct_DctMgrUnregisterDct(manager, a), 0x801E000Au);
+    dictionary->registerCount = -1;
+    EXPECT_EQ(edct_DctClose(a), 0x801E000Au);
+    dictionary->registerCount = 1;
+  }
+  EXPECT_EQ(dictionary->registerCount, 0);
 }
 
 TEST(Manager, LookupsWhileAnotherThreadRegistersAndPromotes) {

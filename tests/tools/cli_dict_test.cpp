@@ -6,6 +6,7 @@
 #include <fstream>
 #include <sstream>
 
+#include "edct/edct_test_util.h"
 #include "tools/run_tool.h"
 
 namespace {
@@ -78,6 +79,20 @@ TEST_F(CliDict, CompileDescribeListAndDecompile) {
   EXPECT_TRUE(Has(swapped.err, "swapped.img: archive image for a host of the other byte order"));
   ASSERT_EQ(RunTool({"dict", "compile", Path("be.txt"), "-o", Path("again.img")}).status, 0);
   EXPECT_EQ(Get("again.img"), Get("main.img"));
+}
+
+TEST_F(CliDict, ConvertReversesItemsAndSwaps) {
+  Put("worked.img", std::string(reinterpret_cast<const char *>(edct_test::kWorkedExample),
+                                sizeof edct_test::kWorkedExample));
+  // Loading reverses the two items of b; a second round puts them back.
+  ASSERT_EQ(RunTool({"dict", "convert", Path("worked.img"), Path("copy.img")}).status, 0);
+  EXPECT_NE(Get("copy.img"), Get("worked.img"));
+  ASSERT_EQ(RunTool({"dict", "convert", Path("copy.img"), Path("back.img")}).status, 0);
+  EXPECT_EQ(Get("back.img"), Get("worked.img"));
+  const auto swapped = RunTool({"dict", "convert", Path("worked.img"), Path("s.img"), "--swap"});
+  EXPECT_EQ(swapped.status, 0);
+  EXPECT_EQ(Get("s.img").substr(0, 4), std::string("\0\0\0\3", 4));
+  EXPECT_EQ(RunTool({"dict", "convert", Path("worked.img")}).status, 2);
 }
 
 TEST_F(CliDict, LookupByPriorityAndFilters) {

@@ -1,0 +1,65 @@
+// What dictionaries, iterators and managers share as guarded objects behind safe handles.
+#pragma once
+
+#include <cstdint>
+
+#include "core/edctspi/codes.h"
+#include "foundation/codes.h"
+#include "foundation/live_set.h"
+#include "foundation/resource.h"
+#include "sc_safeh.h"
+#include "sc_srvspi.h"
+
+namespace sc::edct {
+
+// Holds a guarded object's lock for one scope.
+class GuardLock {
+ public:
+  explicit GuardLock(const SecObject &guard) : guard_(guard), result_(srvspi_SecLock(guard)) {}
+  ~GuardLock() {
+    if (!result_) srvspi_SecUnlock(guard_);
+  }
+  GuardLock(const GuardLock &) = delete;
+  GuardLock &operator=(const GuardLock &) = delete;
+  VQRESULT result() const { return result_; }
+
+ private:
+  SecObject guard_;
+  VQRESULT result_;
+};
+
+// Resolves a handle to an open object of type T (one with `guard` and `resource`): checks the
+// handle, that the object is still open, its guard, and that its Resource is alive. A closed
+// object has left the set of open objects, so its memory is never read.
+template <class T>
+VQRESULT ResolveGuarded(SafeHandle handle, uint32_t tag, T **out) {
+  const VQRESULT checked = safeh_HandleCheck(handle, tag, sizeof(T));
+  if (checked) return checked;
+  if (!live::Contains(handle.pointer, tag)) return sc::code::kSecInvalidHandle;
+  auto *object = static_cast<T *>(handle.pointer);
+  const VQRESULT valid = srvspi_SecValidate(object->guard, tag);
+  if (valid) return valid;
+  if (!ResourceAlive(object->resource)) return code::kDeadResource;
+  *out = object;
+  return 0;
+}
+
+// Opens a new object's guard and enters the object in the set of open objects.
+inline VQRESULT OpenGuarded(ResourceHandle resource, uint32_t tag, const void *object,
+                            SecObject *guard) {
+  VQRESULT result = srvspi_SecOpen(resource, tag, guard);
+  if (!result && !live::Add(object, tag)) {
+    srvspi_SecClose(guard);
+    result = code::kNoMemory;
+  }
+  return result;
+}
+
+// The last step of a close, once the object (locked through `guard`, a copy of its guard) has
+// left the set of open objects and been freed.
+inline VQRESULT CloseGuardCopy(SecObject guard) {
+  srvspi_SecUnlock(guard);
+  return srvspi_SecClose(&guard);
+}
+
+}  // namespace sc::edct

@@ -1,0 +1,137 @@
+// Reading the tagged text of files made byte by byte.
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "fixtures.h"
+#include "test_util.h"
+
+namespace {
+
+using hdrtest::Describe;
+using hdrtest::HeaderFile;
+using hdrtest::kBom;
+using hdrtest::Le;
+
+class ReaderTest : public ::testing::Test {
+ protected:
+  // Reads the bytes as a file: the tree as a string, or the failure code in hex.
+  std::string Read(const std::string &bytes) {
+    FileStructure *structure = reinterpret_cast<FileStructure *>(1);
+    const VQRESULT result = hdrpars_ReadFileHeader(dir_.Write("h", bytes).c_str(), &structure);
+    if (result) {
+      EXPECT_EQ(structure, nullptr);
+      char text[16];
+      std::snprintf(text, sizeof text, "0x%08X", result);
+      return text;
+    }
+    std::string tree = Describe(structure->tags);
+    hdrpars_DeleteFileStructure(structure);
+    return tree;
+  }
+  hdrtest::TempDir dir_;
+};
+
+TEST_F(ReaderTest, GrammarOfElementsAndChildren) {
+  const std::u16string n256(256, u'n');
+  const struct {
+    std::u16string body;
+    std::string tree;
+  } cases[] = {
+      {u"<P>  hello world \r\n</P><Q>a \r\n b</Q>", "P=hello world;Q=a \r\n b"},
+      {u"<P>\r\n  <X> 1 </X>\r\n  <Y>2</Y>\r\n</P>\r\n<Z>3</Z>", "P{X=1;Y=2};Z=3"},
+      {u"<P><X>1</X>tail<Y>2</Y></P>", "P{X=1}"},
+      {u"<A><B><C>deep</C></B></A>", "A{B{C=deep}}"},
+      {u"<A><B>1</A></B><C>2</C>", "A=<B>1"},  // the first closing tag of A ends it
+      {u"<P><P>x</P></P><Q>1</Q>", "P=<P>x"},  // and the stray "</P>" ends the list
+      {u"<A>1</A>\t<B>2</B>", "A=1"},          // a tab ends the list
+      {u"<A>1</A>\r\n<B>2", "A=1"},            // unclosed last element
+      {u"<A>1</A><B>x</b>", "A=1"},            // names are case-sensitive
+      {u"<A B>1</A B><>2</><C></C><D><e</D>", "A B=1;=2;C=;D=<e"},
+      {u"<" + n256 + u">v</" + n256 + u">", std::string(256, 'n') + "=v"},
+      {u"<" + n256 + u"m>v</" + n256 + u"m>", ""},  // a name of 257 characters
+  };
+  for (const auto &c : cases)
+    EXPECT_EQ(Read(HeaderFile(c.body)), c.tree) << hdrtest::Ascii(c.body.c_str());
+}
+
+TEST_F(ReaderTest, VersionAndHeaderElements) {
+  const std::string header = Le(u"<HEADER><A>1</A></HEADER>");
+  const std::string vqs = kBom + Le(u"<VQS>\r\n");
+  const struct {
+    std::string bytes;
+    std::string tree;
+  } cases[] = {
+      {HeaderFile(u"<A>1</A>").substr(2), "A=1"},  // no byte-order mark
+      {vqs + Le(u"<VERSION>VQ_2.7</VERSION>") + header, "A=1"},
+      {vqs + Le(u"<VERSION>VQ_1</VERSION><NOTE>x</NOTE>\r\n") + header, "A=1"},
+      // Nothing readable at character 7, so the reader starts at character 8.
+      {Le(u"<VQS>\r\nx<VERSION>VQ_1</VERSION>") + header, "A=1"},
+      {vqs + Le(u"<VERSION>XY_1.0</VERSION>") + header, "0x80220102"},
+      {vqs + header, "0x80220102"},  // HEADER comes first
+      {vqs + Le(u"<VERSION>VQ_1</VERSION><A>1</A>"), "0x80220102"},
+      {"", "0x80220102"},
+      {HeaderFile(u"<A>1</A>") + "\x01", "A=1"},  // an odd byte after the header
+  };
+  for (size_t i = 0; i < std::size(cases); ++i)
+    EXPECT_EQ(Read(cases[i].bytes), cases[i].tree) << "case " << i;
+}
+
+TEST_F(ReaderTest, TruncatedFilesFailCleanlyAtEveryLength) {
+  const std::string whole = HeaderFile(
+      u"  <T>ADDON</T>\r\n  <DATABLOCK>\r\n    <BROKERSTRING>d</BROKERSTRING>\r\n  "
+      u"</DATABLOCK>\r\n",
+      Le(u"\r\n<BINARYDATA>") + "0123" + Le(u"</BINARYDATA>\r\n</VQS>"));
+  const size_t headerEnd = whole.find(Le(u"</HEADER>")) + 18;
+  const int64_t before = sc::testing::LiveBlocks();
+  for (size_t length = 0; length <= whole.size(); ++length) {
+    ASSERT_EQ(Read(whole.substr(0, length)),
+              length >= headerEnd ? "T=ADDON;DATABLOCK{BROKERSTRING=d}" : "0x80220102")
+        << length;
+    ASSERT_EQ(sc::testing::LiveBlocks(), before);
+  }
+}
+
+TEST_F(ReaderTest, FailuresOutsideTheText) {
+  FileStructure *structure = nullptr;
+  EXPECT_EQ(hdrpars_ReadFileHeader(dir_.File("missing").c_str(), &structure), 0x8022018Bu);
+  EXPECT_EQ(hdrpars_ReadFileHeader(nullptr, &structure), 0x80220182u);
+  EXPECT_EQ(hdrpars_ReadFileHeader("x", nullptr), 0x80220182u);
+}
+
+TEST_F(ReaderTest, OutOfMemoryReleasesThePartialTree) {
+  const std::string path = dir_.Write("h", HeaderFile(u"<A>1</A><P><X>1</X><Y><Z>2</Z></Y></P>"));
+  sctest::ForEachAllocationFailure(
+      [&]() -> VQRESULT {
+        FileStructure *structure = nullptr;
+        const VQRESULT result = hdrpars_ReadFileHeader(path.c_str(), &structure);
+        if (!result) {
+          EXPECT_EQ(Describe(structure->tags), "A=1;P{X=1;Y{Z=2}}");
+        }
+        hdrpars_DeleteFileStructure(structure);
+        return result;
+      },
+      0x80220186);
+}
+
+TEST_F(ReaderTest, FindTagSearchesOneLevel) {
+  FileStructure *structure = dir_.Read(HeaderFile(u"<A>1</A><P> <X>1</X>\r\n</P><A>2</A>"));
+  EXPECT_EQ(hdrtest::Ascii(structure->path), dir_.File("h"));
+  Tag *p = structure->tags->next;
+  EXPECT_EQ(hdrtest::Ascii(p->value), "<X>1</X>");  // the inner text, children included
+  const auto find = [](Tag *first, const char16_t *name) {
+    Tag *found = reinterpret_cast<Tag *>(1);
+    EXPECT_EQ(hdrpars_FindTag(first, name, &found), 0u);
+    return found;
+  };
+  EXPECT_EQ(find(structure->tags, u"A"), structure->tags);
+  EXPECT_EQ(find(p, u"A"), p->next);
+  EXPECT_EQ(find(structure->tags, u"X"), nullptr);  // children are not searched
+  EXPECT_EQ(find(structure->tags, u"a"), nullptr);
+  EXPECT_EQ(find(p->children, u"X"), p->children);
+  EXPECT_EQ(find(nullptr, u"A"), nullptr);
+  EXPECT_EQ(hdrpars_FindTag(structure->tags, u"A", nullptr), 0x80220182u);
+  hdrpars_DeleteFileStructure(structure);
+}
+
+}  // namespace

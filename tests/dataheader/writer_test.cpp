@@ -1,0 +1,167 @@
+// Writing, printing and deleting structures.
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "dataheader/tree.h"
+#include "dataheader/wide_text.h"
+#include "fixtures.h"
+
+namespace {
+
+using hdrtest::Le;
+
+constexpr VQRESULT kWriteError = 0x8022018E;
+
+const std::string kOne("\0\x01\xFFone-\r\n<>", 10);
+
+class WriterTest : public ::testing::Test {
+ protected:
+  // A structure read from a file made of `body`, to be written to out.hdr.
+  FileStructure *Structure(std::u16string_view body) {
+    FileStructure *structure = nullptr;
+    EXPECT_EQ(
+        hdrpars_ReadFileHeader(dir_.Write("in", hdrtest::HeaderFile(body)).c_str(), &structure),
+        0u);
+    sc::RawFree(structure->path);
+    structure->path = sc::hdr::WidePathFromBytes(path_.c_str());
+    return structure;
+  }
+  // Appends an open block over a copy of `bytes` that claims `size` bytes.
+  static void AddBlock(FileStructure *structure, std::u16string_view name, const std::string &bytes,
+                       uint32_t size) {
+    auto *block = static_cast<DataBlock *>(sc::RawCalloc(1, sizeof(DataBlock)));
+    hdrpars_OpenResource(bytes.data(), 0, uint32_t(bytes.size()), 1, 0, &block->source);
+    block->size = size;
+    block->name = sc::hdr::CopyText(name);
+    DataBlock **tail = &structure->dataBlocks;
+    while (*tail)
+      tail = &(*tail)->next;
+    *tail = block;
+  }
+  // Blocks listed one (10 bytes), two (6 bytes); their descriptions stand the other way round,
+  // and two's already has OFFSET (with a child) and SIZE, which are overwritten in place.
+  FileStructure *TwoBlocks() {
+    FileStructure *structure = Structure(
+        u"<COMPTYPE>ADDON</COMPTYPE><P><X>1</X><Y>2</Y></P><DATABLOCK><BROKERSTRING>two"
+        u"</BROKERSTRING><OFFSET><Q>9</Q></OFFSET><SIZE>x</SIZE></DATABLOCK><DATABLOCK>"
+        u"<BROKERSTRING>one</BROKERSTRING></DATABLOCK>");
+    AddBlock(structure, u"one", kOne, 10);
+    AddBlock(structure, u"two", "two!!!", 6);
+    return structure;
+  }
+  const std::string kTwoBlocksFile =
+      "\xFF\xFE" +
+      Le(u"<VQS>\r\n<VERSION>VQ_1.0</VERSION>\r\n<HEADER>\r\n  <COMPTYPE>ADDON</COMPTYPE>\r\n"
+         u"  <P>\r\n    <X>1</X>\r\n    <Y>2</Y>\r\n  </P>\r\n"
+         u"  <DATABLOCK>\r\n    <BROKERSTRING>two</BROKERSTRING>\r\n"
+         u"    <OFFSET>          10</OFFSET>\r\n    <SIZE>           6</SIZE>\r\n  </DATABLOCK>\r\n"
+         u"  <DATABLOCK>\r\n    <BROKERSTRING>one</BROKERSTRING>\r\n"
+         u"    <SIZE>          10</SIZE>\r\n    <OFFSET>           0</OFFSET>\r\n  </DATABLOCK>\r\n"
+         u"</HEADER>\r\n<BINARYDATA>") +
+      kOne + "two!!!" + Le(u"</BINARYDATA>\r\n</VQS>");
+
+  hdrtest::TempDir dir_;
+  const std::string path_ = dir_.File("out.hdr");
+};
+
+TEST_F(WriterTest, WritesTheExactBytes) {
+  FileStructure *structure = TwoBlocks();
+  ASSERT_EQ(hdrpars_WriteFile(structure), 0u);
+  EXPECT_EQ(hdrtest::ReadBytes(path_), kTwoBlocksFile);
+  hdrpars_DeleteFileStructure(structure);
+
+  structure = Structure(u"<A> as <is> </A>");  // no blocks: no BINARYDATA part
+  ASSERT_EQ(hdrpars_WriteFile(structure), 0u);
+  EXPECT_EQ(hdrtest::ReadBytes(path_),
+            "\xFF\xFE" + Le(u"<VQS>\r\n<VERSION>VQ_1.0</VERSION>\r\n<HEADER>\r\n"
+                            u"  <A>as <is></A>\r\n</HEADER>\r\n</VQS>"));
+  hdrpars_DeleteFileStructure(structure);
+}
+
+TEST_F(WriterTest, ReadWriteElsewhereReadBack) {
+  FileStructure *first = dir_.Read(hdrtest::HeaderFile(
+      u"<NAME>  engine\r\n</NAME>\r\n<INFO>\r\n <V><W>a</W></V> <L>en</L>\r\n</INFO>"
+      u"<DATABLOCK><BROKERSTRING>d</BROKERSTRING><OFFSET>0</OFFSET><SIZE>4</SIZE></DATABLOCK>"
+      u"<DATABLOCK><BROKERSTRING>e</BROKERSTRING><OFFSET>4</OFFSET><SIZE>3</SIZE></DATABLOCK>",
+      Le(u"\r\n<BINARYDATA>") + "WXYZabc" + Le(u"</BINARYDATA>\r\n</VQS>")));
+  DataBlock *block = nullptr;
+  ASSERT_EQ(hdrpars_OpenData(u"d", first, &block), 0u);
+  ASSERT_EQ(hdrpars_OpenData(u"e", first, &block), 0u);
+  sc::RawFree(first->path);
+  first->path = sc::hdr::WidePathFromBytes(path_.c_str());
+  ASSERT_EQ(hdrpars_WriteFile(first), 0u);
+
+  FileStructure *second = nullptr;
+  ASSERT_EQ(hdrpars_ReadFileHeader(path_.c_str(), &second), 0u);
+  EXPECT_EQ(hdrtest::Describe(second->tags),
+            "NAME=engine;INFO{V{W=a};L=en};DATABLOCK{BROKERSTRING=d;OFFSET=0;SIZE=4};"
+            "DATABLOCK{BROKERSTRING=e;OFFSET=4;SIZE=3}");
+  for (const auto &[name, bytes] : {std::pair{u"d", "WXYZ"}, std::pair{u"e", "abc"}}) {
+    ASSERT_EQ(hdrpars_OpenData(name, second, &block), 0u);
+    EXPECT_EQ(hdrtest::MapOnce(block->source, 0, -1), bytes);
+  }
+  hdrpars_DeleteFileStructure(first);
+  hdrpars_DeleteFileStructure(second);
+}
+
+TEST_F(WriterTest, RefusalsBeforeAndWhileWriting) {
+  // Header and blocks must agree before anything is created.
+  FileStructure *structure =
+      Structure(u"<DATABLOCK><BROKERSTRING>d</BROKERSTRING></DATABLOCK><DATABLOCK>x</DATABLOCK>");
+  EXPECT_EQ(hdrpars_WriteFile(structure), 0x80220106u);
+  AddBlock(structure, u"d", "short", 20);  // the source holds fewer bytes than the size
+  EXPECT_EQ(hdrpars_WriteFile(structure), 0x80220105u);  // the second has no BROKERSTRING
+  EXPECT_FALSE(std::filesystem::exists(path_));
+  sc::hdr::FreeTags(structure->tags->next);
+  structure->tags->next = nullptr;
+  EXPECT_EQ(hdrpars_WriteFile(structure), 0x8022018Du);
+  sc::RawFree(structure->path);
+  structure->path = sc::hdr::CopyText(u"\xDBFF");  // no byte string converts to it
+  EXPECT_EQ(hdrpars_WriteFile(structure), 0x80220180u);
+  hdrpars_DeleteFileStructure(structure);
+  EXPECT_EQ(hdrpars_PrintFileStructure(nullptr), 0x80220182u);
+
+  structure = TwoBlocks();
+  hdrtest::FaultySyscalls faults;
+  faults.Table().open = [](const char *, const char *) -> sc::plat::File * { return nullptr; };
+  EXPECT_EQ(hdrpars_WriteFile(structure), 0x8022018Bu);
+  faults.Table() = sc::plat::DefaultSyscalls();
+  faults.Table().write = [](const void *, size_t size, sc::plat::File *) { return size / 2; };
+  EXPECT_EQ(hdrpars_WriteFile(structure), kWriteError);
+  faults.Table() = sc::plat::DefaultSyscalls();
+  faults.Table().close = [](sc::plat::File *file) {  // the final flush fails
+    sc::plat::DefaultSyscalls().close(file);
+    return -1;
+  };
+  EXPECT_EQ(hdrpars_WriteFile(structure), kWriteError);
+  hdrpars_DeleteFileStructure(structure);
+}
+
+TEST_F(WriterTest, OutOfMemoryWhilePlacingBlocks) {
+  const int64_t before = sc::testing::LiveBlocks();
+  for (uint64_t nth = 1;; ++nth) {
+    FileStructure *structure = TwoBlocks();
+    sc::testing::FailNthAllocation(nth);
+    const VQRESULT result = hdrpars_WriteFile(structure);
+    const bool failed = sc::testing::AllocationFailed();
+    sc::testing::FailNthAllocation(0);
+    hdrpars_DeleteFileStructure(structure);
+    ASSERT_EQ(sc::testing::LiveBlocks(), before) << nth;
+    ASSERT_EQ(result, failed ? 0x80220186u : 0u) << nth;
+    if (!failed) break;
+  }
+  EXPECT_EQ(hdrtest::ReadBytes(path_), kTwoBlocksFile);
+}
+
+TEST_F(WriterTest, PrintShowsTheTreeAsUtf8) {
+  FileStructure *structure =
+      Structure(u"<P><X>1</X><Y><Z>2</Z></Y></P><caf\u00E9>\U0001F600 \xD800!</caf\u00E9>");
+  ::testing::internal::CaptureStdout();
+  EXPECT_EQ(hdrpars_PrintFileStructure(structure), 0u);
+  EXPECT_EQ(::testing::internal::GetCapturedStdout(),
+            "P\n...X: 1\n...Y\n......Z: 2\ncaf\xC3\xA9: \xF0\x9F\x98\x80 \xEF\xBF\xBD!\n");
+  hdrpars_DeleteFileStructure(structure);
+}
+
+}  // namespace
