@@ -244,48 +244,53 @@ VQRESULT ReadItemFromUC(InputContext *context, uint32_t terminators, bool quoteM
   return ReadItem(context, context->wide, context->wideCapacity, terminators, quoteMode, length);
 }
 
-VQRESULT ReadwItem(InputContext *context, uint32_t terminators, bool quoteMode,
-                   std::u16string_view *token) {
+namespace {
+
+// One trimmed, non-empty token (or what the end of the stream left) as 16-bit units
+// (Unit char16_t) or UTF-8 (Unit char), converted from the stream's encoding when it differs.
+template <class Unit>
+VQRESULT ReadTrimmed(InputContext *context, uint32_t terminators, bool quoteMode,
+                     std::basic_string_view<Unit> *token) {
+  const bool utf8 = context->format == EDCT_FORMAT_UTF8;
   for (;;) {
     uint32_t length = 0;
-    VQRESULT status;
-    if (context->format == EDCT_FORMAT_UTF8) {
-      status = ReadItemFromUTF8(context, terminators, quoteMode, &length);
-      if (Failed(status)) return status;
+    const VQRESULT status = utf8 ? ReadItemFromUTF8(context, terminators, quoteMode, &length)
+                                 : ReadItemFromUC(context, terminators, quoteMode, &length);
+    if (Failed(status)) return status;
+    Unit *text;
+    if constexpr (sizeof(Unit) == sizeof(char16_t)) {
       // UTF-8 never gives more units than it has bytes, so the size need not be measured.
-      if (!Reserve(context->resource, context->wide, context->wideCapacity, size_t{length} + 1))
+      if (utf8 &&
+          !Reserve(context->resource, context->wide, context->wideCapacity, size_t{length} + 1))
         return code::kNoMemory;
-      length = UTF8ToWcs(context->narrow, context->wide) - 1;
+      if (utf8) length = UTF8ToWcs(context->narrow, context->wide) - 1;
+      text = context->wide;
     } else {
-      status = ReadItemFromUC(context, terminators, quoteMode, &length);
-      if (Failed(status)) return status;
+      if (!utf8) {
+        // Trimming first changes nothing (blanks are single bytes) and sizes the buffer closer.
+        const std::u16string_view wide = Trim(context->wide, length);
+        if (!Reserve(context->resource, context->narrow, context->narrowCapacity,
+                     size_t{3} * wide.size() + 1))
+          return code::kNoMemory;
+        length = WcsToUTF8(wide.data(), context->narrow) - 1;
+      }
+      text = context->narrow;
     }
-    *token = Trim(context->wide, length);
+    *token = Trim(text, length);
     if (!token->empty() || status == kEndOfStream) return status;
   }
 }
 
+}  // namespace
+
+VQRESULT ReadwItem(InputContext *context, uint32_t terminators, bool quoteMode,
+                   std::u16string_view *token) {
+  return ReadTrimmed(context, terminators, quoteMode, token);
+}
+
 VQRESULT ReadsItem(InputContext *context, uint32_t terminators, bool quoteMode,
                    std::string_view *token) {
-  for (;;) {
-    uint32_t length = 0;
-    VQRESULT status;
-    if (context->format == EDCT_FORMAT_UTF8) {
-      status = ReadItemFromUTF8(context, terminators, quoteMode, &length);
-      if (Failed(status)) return status;
-    } else {
-      status = ReadItemFromUC(context, terminators, quoteMode, &length);
-      if (Failed(status)) return status;
-      const std::u16string_view wide = Trim(context->wide, length);
-      // Trimming first changes nothing (blanks are single bytes) and sizes the buffer closer.
-      if (!Reserve(context->resource, context->narrow, context->narrowCapacity,
-                   size_t{3} * wide.size() + 1))
-        return code::kNoMemory;
-      length = WcsToUTF8(wide.data(), context->narrow) - 1;
-    }
-    *token = Trim(context->narrow, length);
-    if (!token->empty() || status == kEndOfStream) return status;
-  }
+  return ReadTrimmed(context, terminators, quoteMode, token);
 }
 
 }  // namespace sc::edct::stream

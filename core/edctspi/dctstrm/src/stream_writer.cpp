@@ -187,24 +187,25 @@ const Unit *Quote(OutputContext &out, std::basic_string_view<Unit> text, size_t 
   return reinterpret_cast<const Unit *>(out.quoted);
 }
 
-VQRESULT HandleOutputwQuotedString(Writer &writer, std::u16string_view text,
-                                   std::u16string_view *quoted) {
-  TraceScope trace(writer.tracer, "HandleOutputwQuotedString", __LINE__);
+template <class Unit>
+VQRESULT QuoteTraced(Writer &writer, const char *function, std::basic_string_view<Unit> text,
+                     std::basic_string_view<Unit> *quoted) {
+  TraceScope trace(writer.tracer, function, __LINE__);
   size_t length = 0;
-  const char16_t *result = Quote(writer.out, text, &length);
+  const Unit *result = Quote(writer.out, text, &length);
   if (!result) return code::kNoMemory;
   *quoted = {result, length};
   return 0;
 }
 
+VQRESULT HandleOutputwQuotedString(Writer &writer, std::u16string_view text,
+                                   std::u16string_view *quoted) {
+  return QuoteTraced(writer, "HandleOutputwQuotedString", text, quoted);
+}
+
 VQRESULT HandleOutputsQuotedString(Writer &writer, std::string_view text,
                                    std::string_view *quoted) {
-  TraceScope trace(writer.tracer, "HandleOutputsQuotedString", __LINE__);
-  size_t length = 0;
-  const char *result = Quote(writer.out, text, &length);
-  if (!result) return code::kNoMemory;
-  *quoted = {result, length};
-  return 0;
+  return QuoteTraced(writer, "HandleOutputsQuotedString", text, quoted);
 }
 
 // Items in order; the first failure ends the line.
