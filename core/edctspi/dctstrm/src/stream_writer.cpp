@@ -49,6 +49,7 @@ struct Writer {
 
 // The length of a string that ends at its NUL or at `most` bytes, whichever comes first.
 size_t BoundedLength(const char *text, size_t most) {
+  if (!most) return 0;
   const void *nul = std::memchr(text, 0, most);
   return nul ? static_cast<size_t>(static_cast<const char *>(nul) - text) : most;
 }
@@ -306,7 +307,7 @@ VQRESULT HandleOrthographicOutput(Writer &writer, const EDCT_ENTRY &record) {
     const uint32_t most = record.DataSize / sizeof(char16_t);
     if (!Reserve(out.resource, out.text, out.textCapacity, size_t{most} + 1))
       return code::kNoMemory;
-    std::memcpy(out.text, record.Data, size_t{most} * sizeof(char16_t));
+    if (most) std::memcpy(out.text, record.Data, size_t{most} * sizeof(char16_t));
     out.text[most] = 0;
     std::u16string_view quoted;
     result = HandleOutputwQuotedString(writer, out.text, &quoted);
