@@ -43,25 +43,6 @@ TEST(StreamReader, WorkedExampleInEveryEncodingAndSplit) {
   EXPECT_EQ(first[0].substr(0, 22), "hello 2/2/ffffffff en ");
 }
 
-TEST(StreamReader, AccentedTextSplitAcrossDeliveries) {
-  // One byte per call cuts every UTF-8 sequence and every 16-bit unit in two.
-  const std::u16string text =
-      u"[Header]\nName = Caf\u00e9\n[SubHeader]\nLanguage = fran\u00e7ais\nContent = "
-      u"EDCT_CONTENT_ORTHOGRAPHIC\nRepresentation = EDCT_REPR_WSZ_STRING\n[Data]\n"
-      u"\u00e9t\u00e9\t\u20ac \u00e0 l'\u0153il\n";
-  for (const auto &[bytes, format] :
-       {std::pair{Utf8(text), EDCT_FORMAT_UTF8}, std::pair{Utf16(text, false), EDCT_FORMAT_UCS2LE},
-        std::pair{Utf16(text, true), EDCT_FORMAT_UCS2BE}}) {
-    Writable dictionary;
-    ASSERT_EQ(Read(dictionary, bytes, format, {1}), 0u) << format;
-    EXPECT_EQ(Info(dictionary), "Caf\xC3\xA9|(none)|1");
-    EXPECT_EQ(Lookup(dictionary, u"\u00e9t\u00e9"), Data{Bytes(u"\u20ac \u00e0 l'\u0153il")});
-    EXPECT_NE(Dump(dictionary)[0].find(" fran\xC3\xA7"
-                                       "ais "),
-              std::string::npos);
-  }
-}
-
 TEST(StreamReader, MalformedStreamsKeepWhatCameBefore) {
   const std::string fine = "good\t//g\n";
   const struct {
