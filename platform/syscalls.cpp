@@ -1,5 +1,9 @@
 #include "platform/syscalls.h"
 
+#include <dirent.h>
+#include <dlfcn.h>
+#include <sys/stat.h>
+
 #include <atomic>
 #include <cstdio>
 
@@ -33,7 +37,50 @@ size_t RealWrite(const void *bytes, size_t size, File *file) {
   return std::fwrite(bytes, 1, size, AsStdio(file));
 }
 
-constexpr Syscalls kReal{RealOpen, RealClose, RealSeek, RealTell, RealRead, RealError, RealWrite};
+Directory *RealOpenDir(const char *path) {
+  return reinterpret_cast<Directory *>(opendir(path));
+}
+const char *RealReadDir(Directory *directory, EntryKind *kind) {
+  const dirent *entry = readdir(reinterpret_cast<DIR *>(directory));
+  if (!entry) return nullptr;
+  switch (entry->d_type) {
+    case DT_DIR:
+      *kind = EntryKind::kDirectory;
+      break;
+    case DT_UNKNOWN:
+    case DT_LNK:
+      *kind = EntryKind::kUnknown;
+      break;
+    default:
+      *kind = EntryKind::kOther;
+  }
+  return entry->d_name;
+}
+int RealCloseDir(Directory *directory) {
+  return closedir(reinterpret_cast<DIR *>(directory));
+}
+int RealStat(const char *path, EntryKind *kind) {
+  struct stat status;
+  if (::stat(path, &status) != 0) return -1;
+  *kind = S_ISDIR(status.st_mode) ? EntryKind::kDirectory : EntryKind::kOther;
+  return 0;
+}
+Library *RealDlopen(const char *path) {
+  return static_cast<Library *>(dlopen(path, RTLD_NOW | RTLD_LOCAL));
+}
+void *RealDlsym(Library *library, const char *name) {
+  return dlsym(library, name);
+}
+int RealDlclose(Library *library) {
+  return dlclose(library);
+}
+const char *RealDlerror() {
+  return dlerror();
+}
+
+constexpr Syscalls kReal{RealOpen,    RealClose,   RealSeek,     RealTell,   RealRead,
+                         RealError,   RealWrite,   RealOpenDir,  RealReadDir, RealCloseDir,
+                         RealStat,    RealDlopen,  RealDlsym,    RealDlclose, RealDlerror};
 
 std::atomic<const Syscalls *> g_current{&kReal};
 

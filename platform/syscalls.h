@@ -1,5 +1,6 @@
-// The system calls behind files, kept in one replaceable table so that tests can make any of
-// them fail (a refused open, a read error, a full disk) without root or a broken disk.
+// The system calls behind files, directories and loadable modules, kept in one replaceable
+// table so that tests can make any of them fail (a refused open, a read error, a full disk, a
+// directory that cannot be listed, a module that will not load) without root or a broken disk.
 #pragma once
 
 #include <cstddef>
@@ -7,8 +8,14 @@
 
 namespace sc::plat {
 
-// An open file. What it is depends on the table that opened it.
+// An open file, an open directory listing, a loaded module. What each is depends on the table
+// that opened it.
 struct File;
+struct Directory;
+struct Library;
+
+// What a directory entry is, as far as the listing or stat can tell.
+enum class EntryKind : int { kUnknown = 0, kDirectory = 1, kOther = 2 };
 
 inline constexpr int kSeekStart = 0;
 inline constexpr int kSeekEnd = 2;
@@ -21,6 +28,17 @@ struct Syscalls {
   size_t (*read)(void *buffer, size_t size, File *file);  // like fread of single bytes
   int (*error)(File *file);                               // like ferror: non-zero after a failure
   size_t (*write)(const void *bytes, size_t size, File *file);  // like fwrite of single bytes
+
+  Directory *(*opendir)(const char *path);  // like opendir: null when refused
+  // Like readdir: the next entry's name (valid until the next call) and its kind (kUnknown
+  // when the listing cannot tell, links included); null at the end or on a failure.
+  const char *(*readdir)(Directory *directory, EntryKind *kind);
+  int (*closedir)(Directory *directory);               // like closedir: 0 on success
+  int (*stat)(const char *path, EntryKind *kind);      // like stat, links followed: 0 on success
+  Library *(*dlopen)(const char *path);                // like dlopen(path, RTLD_NOW | RTLD_LOCAL)
+  void *(*dlsym)(Library *library, const char *name);  // like dlsym: null when not found
+  int (*dlclose)(Library *library);                    // like dlclose: 0 on success
+  const char *(*dlerror)();  // like dlerror: the last failure's text, or null
 };
 
 // The table of the real calls.

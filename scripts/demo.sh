@@ -1,12 +1,13 @@
 #!/usr/bin/env bash
 # The main job: builds the library and the speechcommon tool, then follows a user dictionary
 # from its text to an archive image, looks words up through a manager over two dictionaries,
-# lists it, and turns the image back into text.
+# lists it, and turns the image back into text; then the component broker over an example tree.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 BUILD=${BUILD:-build}
 ./scripts/build.sh -DSC_BUILD_TESTS=OFF -DSC_BUILD_BENCH=OFF
-sc="$(cd "$BUILD/tools" && pwd)/speechcommon"
+built=$(cd "$BUILD" && pwd)
+sc="$built/tools/speechcommon"
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 cp examples/lexicon.txt examples/override.txt "$work"
@@ -45,3 +46,11 @@ say "Bad input gets a message naming the file and the failure"
 printf '[Header]\nName = broken\nColour = blue\n' >broken.txt
 run dict info broken.txt
 run error 0x801E0003
+
+say "The component broker over the example installation tree"
+tree="$built/examples/broker/tree"
+run broker list "$tree"
+run broker resolve "$tree" --engine demo/tts --language en demo/voice/def
+run broker check "$tree"
+printf '\n$ examples/broker/broker_client %s\n' "$tree"
+"$built/examples/broker/broker_client" "$tree" || true

@@ -30,5 +30,6 @@ const char *FamilySubmodule(VQRESULT code);
 int CmdError(int argc, char **argv);
 int CmdHdr(int argc, char **argv);
 int CmdDict(int argc, char **argv);
+int CmdBroker(int argc, char **argv);
 
 }  // namespace cli

@@ -1,0 +1,134 @@
+// The records of a broker class: the class and its objects (the C API's opaque handles), the
+// engines and add-ons of its registry, loaded modules, their interfaces, open data blocks.
+//
+// Lists are only ever appended to at their tail, and a record is complete before it is
+// linked, so queries that walk them without the class lock see either the old or the new
+// tail. Links that such readers follow are atomic for that reason.
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <new>
+#include <type_traits>
+
+#include "platform/module.h"
+#include "sc_brk.h"
+#include "sc_hdrpars.h"
+#include "sc_heap.h"
+
+namespace sc::brk {
+
+struct Engine;
+struct Addon;
+
+struct Interface {
+  uint8_t id;
+  void *pointer;
+  Interface *next;
+};
+
+struct Module {
+  plat::Library *library;  // for a record sharing its engine's library, the engine's
+  uint32_t ownLibrary;     // 1: loaded here and freed at unload
+  BrkGetInterface entry;
+  BrkModuleTable *table;
+  Interface *interfaces;  // in the order first asked for
+  SafeHandle instance;
+  uint32_t useCount;  // interfaces given out; an engine's also counts its sharing add-ons'
+  // The engine whose library a sharing record uses. An add-on of the shared directory is
+  // reached through objects of any engine, so it keeps the one it was loaded with.
+  Engine *host;
+};
+
+struct Engine {
+  FileStructure *header;
+  char16_t *directory;
+  const char16_t *componentType;  // the values below are borrowed from the header
+  const char16_t *name;
+  const char16_t *brokerString;
+  uint32_t objectCount;
+  Module *module;
+  std::atomic<Addon *> addons;  // filled by the first object on the engine
+  Engine *next;
+  size_t brokerLength;
+};
+
+struct Addon {
+  FileStructure *header;  // null for an add-on declared inside its engine's header
+  Tag *firstTag;          // where tag lookups start
+  char16_t *directory;    // null for an inline add-on
+  const char16_t *componentType;
+  const char16_t *name;
+  const char16_t *brokerString;
+  const char16_t *language;  // null when the component names none
+  uint32_t priority;
+  Module *module;
+  BrkData *openData;  // newest first
+  std::atomic<Addon *> next;
+  size_t brokerLength;
+};
+
+// A zeroed record from the heap, or null.
+template <class Record>
+Record *NewRecord(HeapInstance heap) {
+  static_assert(std::is_trivially_destructible_v<Record>);
+  void *memory = heap_Calloc(heap, 1, sizeof(Record));
+  return memory ? new (memory) Record{} : nullptr;
+}
+
+// Kinds of the open handles in the set of live objects.
+inline constexpr uint32_t kClassKind = 0x4252'4B43;   // "BRKC"
+inline constexpr uint32_t kObjectKind = 0x4252'4B4F;  // "BRKO"
+inline constexpr uint32_t kDataKind = 0x4252'4B44;    // "BRKD"
+
+}  // namespace sc::brk
+
+struct BrkClass {
+  HeapInstance heap;
+  uint32_t ownsLock;
+  LockValue lock;
+  BrkResolveCallback classCallback;
+  char16_t *rootDirectory;
+  sc::brk::Engine *engines;
+  std::atomic<sc::brk::Addon *> sharedAddons;
+  uint32_t objectCount;
+};
+
+struct BrkObject {
+  BrkClass *cls;
+  BrkResolveCallback objectCallback;
+  char16_t *language;
+  sc::brk::Engine *engine;  // null for an object opened without a broker string
+};
+
+struct BrkData {
+  FileStructure *header;
+  DataBlock *block;
+  char16_t *name;
+  uint32_t openCount;
+  sc::brk::Addon *addon;
+  BrkData *next;
+  BrkData *previous;
+};
+
+namespace sc::brk {
+
+// Holds the class lock for its lifetime. The lock is re-entrant, so callbacks that come back
+// on the same thread pass.
+class ClassLock {
+ public:
+  explicit ClassLock(const BrkClass *cls);
+  ~ClassLock();
+  ClassLock(const ClassLock &) = delete;
+  ClassLock &operator=(const ClassLock &) = delete;
+
+ private:
+  LockValue lock_;
+};
+
+// The handle names an open record of its kind (null does not).
+bool IsOpen(const BrkClass *cls);
+bool IsOpen(const BrkObject *object);
+bool IsOpen(const BrkData *data);
+
+}  // namespace sc::brk

@@ -1,0 +1,358 @@
+#include "broker/registry.h"
+
+#include "broker/codes.h"
+#include "broker/text.h"
+#include "dataheader/wide_text.h"
+#include "platform/directory.h"
+
+namespace sc::brk {
+namespace {
+
+using namespace sc::code;
+
+constexpr char16_t kComponentTypeTag[] = u"COMPTYPE";
+constexpr char16_t kBrokerStringTag[] = u"BROKERSTRING";
+constexpr char16_t kNameTag[] = u"NAME";
+constexpr char16_t kLanguageTag[] = u"LANGUAGE";
+constexpr char16_t kPriorityTag[] = u"PRIORITY";
+constexpr char16_t kEngineTag[] = u"ENGINE";
+constexpr char16_t kAddonTag[] = u"ADDON";
+
+constexpr std::u16string_view kEngineTypes[] = {u"ASRENGINE", u"TTSENGINE", u"FXENGINE"};
+constexpr std::u16string_view kDefaultSuffix = u"/def";
+constexpr std::u16string_view kSharedDirectory = u"shared";
+
+// Add-on directories are followed this many levels down, which ends the walk through a link
+// that leads back up the tree long before the paths grow too long to open.
+constexpr int kMaxDepth = 64;
+
+// An 8-bit string from the heap that frees itself.
+class HeapString {
+ public:
+  HeapString(HeapInstance heap, char *text) : heap_(heap), text_(text) {}
+  ~HeapString() { heap_Free(heap_, text_); }
+  HeapString(const HeapString &) = delete;
+  HeapString &operator=(const HeapString &) = delete;
+  const char *get() const { return text_; }
+  explicit operator bool() const { return text_ != nullptr; }
+
+ private:
+  HeapInstance heap_;
+  char *text_;
+};
+
+bool IsEngineType(std::u16string_view type) {
+  for (std::u16string_view known : kEngineTypes)
+    if (type == known) return true;
+  return false;
+}
+
+// The tags every component must carry; false when one is missing.
+bool ReadRequiredTags(Tag *first, const char16_t *&type, const char16_t *&brokerString,
+                      const char16_t *&name) {
+  type = TagValue(first, kComponentTypeTag);
+  brokerString = TagValue(first, kBrokerStringTag);
+  name = TagValue(first, kNameTag);
+  return type && brokerString && name;
+}
+
+// Appends the record at the tail of the list unless a record there has the same broker
+// string (case included): within one list the first reading of a broker string wins.
+bool AddUnlessDuplicate(std::atomic<Addon *> &list, Addon *record) {
+  const std::u16string_view brokerString(record->brokerString, record->brokerLength);
+  std::atomic<Addon *> *link = &list;
+  while (Addon *at = link->load(std::memory_order_acquire)) {
+    if (std::u16string_view(at->brokerString, at->brokerLength) == brokerString) return false;
+    link = &at->next;
+  }
+  link->store(record, std::memory_order_release);
+  return true;
+}
+
+void FreeAddon(HeapInstance heap, Addon *addon) {
+  hdrpars_DeleteFileStructure(addon->header);
+  heap_Free(heap, addon->directory);
+  heap_Free(heap, addon);
+}
+
+// One engine header in an engine directory. Whatever is wrong with it only skips it.
+void ReadEngineHeader(BrkClass *cls, const char *path, const char *directory, Engine **&tail) {
+  FileStructure *header = nullptr;
+  if (hdrpars_ReadFileHeader(path, &header)) return;
+  const char16_t *type, *brokerString, *name;
+  Engine *engine = nullptr;
+  if (ReadRequiredTags(header->tags, type, brokerString, name) && IsEngineType(type))
+    engine = NewRecord<Engine>(cls->heap);
+  if (engine) engine->directory = WideFromBytes(cls->heap, directory);
+  if (!engine || !engine->directory) {
+    heap_Free(cls->heap, engine);
+    hdrpars_DeleteFileStructure(header);
+    return;
+  }
+  engine->header = header;
+  engine->componentType = type;
+  engine->name = name;
+  engine->brokerString = brokerString;
+  engine->brokerLength = View(brokerString).size();
+  *tail = engine;
+  tail = &engine->next;
+}
+
+// One add-on file found in `directory`, for an engine or for the shared list.
+void ReadAddonFile(BrkClass *cls, const char *path, const char *directory, Engine *engine,
+                   std::atomic<Addon *> &list) {
+  FileStructure *header = nullptr;
+  if (hdrpars_ReadFileHeader(path, &header)) return;
+  if (engine) {
+    // The add-on names the engines it serves; one that names none serves every engine below
+    // whose directory it lies.
+    const char16_t *engines = TagValue(header->tags, kEngineTag);
+    if (engines && View(engines).find(View(engine->brokerString)) == std::u16string_view::npos) {
+      hdrpars_DeleteFileStructure(header);
+      return;
+    }
+  }
+  auto *addon = NewRecord<Addon>(cls->heap);
+  if (!addon) {
+    hdrpars_DeleteFileStructure(header);
+    return;
+  }
+  addon->header = header;
+  addon->firstTag = header->tags;
+  if (!ReadRequiredTags(header->tags, addon->componentType, addon->brokerString, addon->name)) {
+    FreeAddon(cls->heap, addon);
+    return;
+  }
+  addon->brokerLength = View(addon->brokerString).size();
+  addon->language = TagValue(header->tags, kLanguageTag);
+  // Kept as the 32-bit pattern, so a negative priority ranks above every other.
+  addon->priority = static_cast<uint32_t>(hdr::ParseDecimal(TagValue(header->tags, kPriorityTag)));
+  addon->directory = WideFromBytes(cls->heap, directory);
+  if (!addon->directory || !AddUnlessDuplicate(list, addon)) FreeAddon(cls->heap, addon);
+}
+
+// Reads the files of one pattern in the directory as add-ons.
+VQRESULT ReadAddonFiles(BrkClass *cls, const char *directory, const char *pattern, Engine *engine,
+                        std::atomic<Addon *> &list) {
+  plat::DirectoryListing listing(directory);
+  while (const char *name = listing.NextMatch(pattern)) {
+    HeapString path(cls->heap, JoinPath(cls->heap, directory, name));
+    if (!path) return kBrkNoMemory;
+    ReadAddonFile(cls, path.get(), directory, engine, list);
+  }
+  return 0;
+}
+
+// The add-on files of a directory ("*.hdr" first, then "*.dat"), then its subdirectories,
+// depth first.
+VQRESULT ScanAddonDirectory(BrkClass *cls, const char *directory, Engine *engine,
+                            std::atomic<Addon *> &list, int depth) {
+  VQRESULT result = ReadAddonFiles(cls, directory, "*.hdr", engine, list);
+  if (!result) result = ReadAddonFiles(cls, directory, "*.dat", engine, list);
+  if (result || depth >= kMaxDepth) return result;
+  plat::DirectoryListing listing(directory);
+  while (const char *name = listing.NextSubdirectory()) {
+    HeapString path(cls->heap, JoinPath(cls->heap, directory, name));
+    if (!path) return kBrkNoMemory;
+    result = ScanAddonDirectory(cls, path.get(), engine, list, depth + 1);
+    if (result) return result;
+  }
+  return 0;
+}
+
+// Runs the add-on directory scan on every subdirectory of `directory`; files directly in it
+// are not add-ons.
+VQRESULT ScanSubdirectories(BrkClass *cls, const char *directory, Engine *engine,
+                            std::atomic<Addon *> &list) {
+  plat::DirectoryListing listing(directory);
+  while (const char *name = listing.NextSubdirectory()) {
+    HeapString path(cls->heap, JoinPath(cls->heap, directory, name));
+    if (!path) return kBrkNoMemory;
+    const VQRESULT result = ScanAddonDirectory(cls, path.get(), engine, list, 1);
+    if (result) return result;
+  }
+  return 0;
+}
+
+void LoadInlineAddons(BrkClass *cls, Engine *engine) {
+  for (Tag *element = FindTag(engine->header->tags, kAddonTag); element;
+       element = FindTag(element->next, kAddonTag)) {
+    auto *addon = NewRecord<Addon>(cls->heap);
+    if (!addon) continue;
+    addon->firstTag = element->children;
+    if (!ReadRequiredTags(addon->firstTag, addon->componentType, addon->brokerString,
+                          addon->name)) {
+      heap_Free(cls->heap, addon);
+      continue;
+    }
+    addon->brokerLength = View(addon->brokerString).size();
+    if (!AddUnlessDuplicate(engine->addons, addon)) heap_Free(cls->heap, addon);
+  }
+}
+
+bool LanguagePasses(const char16_t *wanted, const char16_t *offered) {
+  return !wanted || !offered || View(wanted) == View(offered);
+}
+
+// The default form: among the candidates of one list the highest priority (unsigned) wins,
+// a later candidate winning a tie.
+Addon *ChooseDefault(const std::atomic<Addon *> &list, std::u16string_view prefix,
+                     const char16_t *language) {
+  Addon *best = nullptr;
+  uint32_t bestPriority = 0;
+  for (Addon *at = list.load(std::memory_order_acquire); at;
+       at = at->next.load(std::memory_order_acquire)) {
+    if (at->priority < bestPriority || at->brokerLength < prefix.size()) continue;
+    if (!PrefixEqualIgnoringCase(std::u16string_view(at->brokerString, at->brokerLength), prefix,
+                                 prefix.size()) ||
+        !LanguagePasses(language, at->language))
+      continue;
+    best = at;
+    bestPriority = at->priority;
+  }
+  return best;
+}
+
+Addon *FindExact(const std::atomic<Addon *> &list, std::u16string_view brokerString) {
+  for (Addon *at = list.load(std::memory_order_acquire); at;
+       at = at->next.load(std::memory_order_acquire)) {
+    if (at->brokerLength == brokerString.size() &&
+        EqualIgnoringCase(std::u16string_view(at->brokerString, at->brokerLength), brokerString))
+      return at;
+  }
+  return nullptr;
+}
+
+// The lookup itself, without callbacks.
+Addon *Find(BrkClass *cls, Engine *engine, const char16_t *language,
+            std::u16string_view brokerString) {
+  Addon *found = nullptr;
+  if (IsDefaultForm(brokerString)) {
+    const std::u16string_view prefix =
+        brokerString.substr(0, brokerString.size() - kDefaultSuffix.size());
+    if (engine) found = ChooseDefault(engine->addons, prefix, language);
+    if (!found) found = ChooseDefault(cls->sharedAddons, prefix, language);
+  } else {
+    if (engine) found = FindExact(engine->addons, brokerString);
+    if (!found) found = FindExact(cls->sharedAddons, brokerString);
+  }
+  return found;
+}
+
+// Asks the callbacks about a broker string that resolves to nothing: the object's first,
+// then the class's unless the object's asked for a retry. True when one did; *replacement is
+// then the string it offered, if any.
+bool AskCallbacks(BrkClass *cls, BrkResolveCallback objectCallback, const char *brokerString,
+                  const char **replacement) {
+  *replacement = nullptr;
+  if (objectCallback && objectCallback(brokerString, 0, replacement) == 1) return true;
+  *replacement = nullptr;
+  return cls->classCallback && cls->classCallback(brokerString, 0, replacement) == 1;
+}
+
+}  // namespace
+
+bool IsDefaultForm(std::u16string_view brokerString) {
+  return brokerString.size() > kDefaultSuffix.size() && brokerString.ends_with(kDefaultSuffix);
+}
+
+VQRESULT ScanEngines(BrkClass *cls) {
+  HeapString root(cls->heap, BytesFromWide(cls->heap, cls->rootDirectory));
+  if (!root) return kBrkUnexpected;
+  Engine **tail = &cls->engines;
+  while (*tail)
+    tail = &(*tail)->next;
+  plat::DirectoryListing subdirectories(root.get());
+  while (const char *name = subdirectories.NextSubdirectory()) {
+    HeapString directory(cls->heap, JoinPath(cls->heap, root.get(), name));
+    if (!directory) return kBrkNoMemory;
+    plat::DirectoryListing files(directory.get());
+    while (const char *file = files.NextMatch("*.hdr")) {
+      HeapString path(cls->heap, JoinPath(cls->heap, directory.get(), file));
+      if (!path) return kBrkNoMemory;
+      ReadEngineHeader(cls, path.get(), directory.get(), tail);
+    }
+  }
+  return 0;
+}
+
+VQRESULT ScanSharedAddons(BrkClass *cls) {
+  char16_t *widePath = JoinPath(cls->heap, View(cls->rootDirectory), kSharedDirectory);
+  if (!widePath) return kBrkNoMemory;
+  HeapString shared(cls->heap, BytesFromWide(cls->heap, widePath));
+  heap_Free(cls->heap, widePath);
+  if (!shared) return kBrkUnexpected;
+  return ScanSubdirectories(cls, shared.get(), nullptr, cls->sharedAddons);
+}
+
+VQRESULT LoadEngineAddons(BrkClass *cls, Engine *engine) {
+  LoadInlineAddons(cls, engine);
+  HeapString directory(cls->heap, BytesFromWide(cls->heap, engine->directory));
+  if (!directory) return kBrkUnexpected;
+  return ScanSubdirectories(cls, directory.get(), engine, engine->addons);
+}
+
+Engine *FindEngine(const BrkClass *cls, std::u16string_view brokerString) {
+  for (Engine *engine = cls->engines; engine; engine = engine->next)
+    if (engine->brokerLength == brokerString.size() &&
+        EqualIgnoringCase(View(engine->brokerString), brokerString))
+      return engine;
+  return nullptr;
+}
+
+VQRESULT Resolve(BrkClass *cls, Engine *engine, const char16_t *language,
+                 BrkResolveCallback objectCallback, const char16_t *brokerString, Addon **out) {
+  *out = nullptr;
+  char16_t *replaced = nullptr;  // the latest replacement, owned here
+  const char16_t *wanted = brokerString;
+  VQRESULT result = 0;
+  for (;;) {
+    if ((*out = Find(cls, engine, language, View(wanted)))) break;
+    char *narrow = BytesFromWide(cls->heap, View(wanted));
+    if (!narrow) {
+      result = kBrkUnexpected;
+      break;
+    }
+    const char *replacement = nullptr;
+    const bool retry = AskCallbacks(cls, objectCallback, narrow, &replacement);
+    heap_Free(cls->heap, narrow);
+    if (!retry) break;
+    if (replacement) {
+      char16_t *wide = WideFromBytes(cls->heap, replacement);
+      if (!wide) {
+        result = kBrkUnexpected;
+        break;
+      }
+      heap_Free(cls->heap, replaced);
+      wanted = replaced = wide;
+      continue;
+    }
+    // The component may have been installed since: look again, under the class lock.
+    ClassLock lock(cls);
+    result = engine ? LoadEngineAddons(cls, engine) : ScanSharedAddons(cls);
+    if (!result) result = ScanSharedAddons(cls);
+    if (result) break;
+  }
+  heap_Free(cls->heap, replaced);
+  return result;
+}
+
+void FreeAddons(HeapInstance heap, Addon *first) {
+  while (first) {
+    Addon *next = first->next.load(std::memory_order_relaxed);
+    FreeAddon(heap, first);
+    first = next;
+  }
+}
+
+void FreeEngines(HeapInstance heap, Engine *first) {
+  while (first) {
+    Engine *next = first->next;
+    hdrpars_DeleteFileStructure(first->header);
+    heap_Free(heap, first->directory);
+    heap_Free(heap, first);
+    first = next;
+  }
+}
+
+}  // namespace sc::brk

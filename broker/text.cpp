@@ -1,0 +1,93 @@
+#include "broker/text.h"
+
+#include <cstring>
+
+#include "platform/text.h"
+#include "sc_heap.h"
+
+namespace sc::brk {
+
+char16_t *WideFromBytes(HeapInstance heap, const char *bytes) {
+  if (!bytes) return nullptr;
+  const std::string_view view(bytes);
+  const size_t units = plat::BytesToUtf16(view, nullptr);
+  auto *wide = static_cast<char16_t *>(heap_Alloc(heap, (units + 1) * sizeof(char16_t)));
+  if (!wide) return nullptr;
+  plat::BytesToUtf16(view, wide);
+  wide[units] = 0;
+  return wide;
+}
+
+char *BytesFromWide(HeapInstance heap, std::u16string_view text) {
+  const size_t bytes = plat::Utf16ToBytes(text, nullptr, plat::Unpaired::kStrict);
+  if (bytes == plat::kNoByteForm) return nullptr;
+  auto *narrow = static_cast<char *>(heap_Alloc(heap, bytes + 1));
+  if (!narrow) return nullptr;
+  plat::Utf16ToBytes(text, narrow, plat::Unpaired::kStrict);
+  narrow[bytes] = 0;
+  return narrow;
+}
+
+char16_t *CopyText(HeapInstance heap, std::u16string_view text) {
+  auto *copy = static_cast<char16_t *>(heap_Alloc(heap, (text.size() + 1) * sizeof(char16_t)));
+  if (!copy) return nullptr;
+  std::memcpy(copy, text.data(), text.size() * sizeof(char16_t));
+  copy[text.size()] = 0;
+  return copy;
+}
+
+namespace {
+
+template <class Char>
+Char *Join(HeapInstance heap, std::basic_string_view<Char> directory,
+           std::basic_string_view<Char> name) {
+  const size_t length = directory.size() + 1 + name.size();
+  auto *path = static_cast<Char *>(heap_Alloc(heap, (length + 1) * sizeof(Char)));
+  if (!path) return nullptr;
+  std::memcpy(path, directory.data(), directory.size() * sizeof(Char));
+  path[directory.size()] = Char('/');
+  std::memcpy(path + directory.size() + 1, name.data(), name.size() * sizeof(Char));
+  path[length] = 0;
+  return path;
+}
+
+}  // namespace
+
+char *JoinPath(HeapInstance heap, std::string_view directory, std::string_view name) {
+  return Join(heap, directory, name);
+}
+
+char16_t *JoinPath(HeapInstance heap, std::u16string_view directory, std::u16string_view name) {
+  return Join(heap, directory, name);
+}
+
+bool EqualIgnoringCase(std::u16string_view a, std::u16string_view b) {
+  return a.size() == b.size() && PrefixEqualIgnoringCase(a, b, a.size());
+}
+
+bool PrefixEqualIgnoringCase(std::u16string_view a, std::u16string_view b, size_t length) {
+  if (a.size() < length || b.size() < length) return false;
+  for (size_t i = 0; i < length; ++i)
+    if (a[i] != b[i] && FoldAscii(a[i]) != FoldAscii(b[i])) return false;
+  return true;
+}
+
+Tag *FindTag(Tag *first, const char16_t *name) {
+  Tag *found = nullptr;
+  hdrpars_FindTag(first, name, &found);
+  return found;
+}
+
+char16_t *SplitDataName(char16_t *brokerString) {
+  const size_t length = View(brokerString).size();
+  if (length < 3) return nullptr;
+  for (size_t i = length - 2; i >= 1; --i) {
+    if (brokerString[i] == u':') {
+      brokerString[i] = 0;
+      return brokerString + i + 1;
+    }
+  }
+  return nullptr;
+}
+
+}  // namespace sc::brk

@@ -1,0 +1,53 @@
+// The broker's strings: conversions between the 8-bit strings of the interface and the 16-bit
+// strings of the registry, copies and paths from the class heap, comparisons that fold ASCII
+// letters only, and the split of a data name off a broker string.
+#pragma once
+
+#include <cstdint>
+#include <string_view>
+
+#include "sc_common.h"
+#include "sc_hdrpars.h"
+
+namespace sc::brk {
+
+// A null string reads as empty.
+inline std::u16string_view View(const char16_t *text) {
+  return text ? std::u16string_view(text) : std::u16string_view();
+}
+
+// The 16-bit form of an 8-bit string, from the heap; null for a null input or when out of
+// memory.
+char16_t *WideFromBytes(HeapInstance heap, const char *bytes);
+// The 8-bit form of a 16-bit string, from the heap; null for a null input, when out of memory,
+// or when the text has no 8-bit form.
+char *BytesFromWide(HeapInstance heap, std::u16string_view text);
+inline char *BytesFromWide(HeapInstance heap, const char16_t *text) {
+  return text ? BytesFromWide(heap, View(text)) : nullptr;
+}
+// A NUL-terminated copy from the heap, or null when out of memory.
+char16_t *CopyText(HeapInstance heap, std::u16string_view text);
+// "directory/name" from the heap, or null when out of memory.
+char *JoinPath(HeapInstance heap, std::string_view directory, std::string_view name);
+char16_t *JoinPath(HeapInstance heap, std::u16string_view directory, std::u16string_view name);
+
+inline char16_t FoldAscii(char16_t c) {
+  return (c >= u'A' && c <= u'Z') ? static_cast<char16_t>(c + (u'a' - u'A')) : c;
+}
+bool EqualIgnoringCase(std::u16string_view a, std::u16string_view b);
+// The first `length` characters of both are equal ignoring case (a shorter one does not match).
+bool PrefixEqualIgnoringCase(std::u16string_view a, std::u16string_view b, size_t length);
+
+// The first of `first` and its following siblings with this name, or null.
+Tag *FindTag(Tag *first, const char16_t *name);
+inline const char16_t *TagValue(Tag *first, const char16_t *name) {
+  const Tag *tag = FindTag(first, name);
+  return tag ? tag->value : nullptr;
+}
+
+// Splits "component:block" at its last colon that is neither the first nor the last
+// character: the colon becomes the end of the broker string and the data name follows it.
+// Null when the string carries no data name.
+char16_t *SplitDataName(char16_t *brokerString);
+
+}  // namespace sc::brk
