@@ -61,7 +61,7 @@ TEST(Critsec, OpenRefusalsAndOutOfMemory) {
   EXPECT_EQ(sc::testing::LiveBlocks(), before);
 }
 
-TEST(Critsec, ReentrantAndExclusiveAcrossThreads) {
+TEST(CritsecThreads, ReentrantAndExclusive) {
   LockValue lock = 0;
   ASSERT_EQ(critsec_ObjOpen(0, 0, 0, &lock), 0u);
   EXPECT_EQ(critsec_Enter(lock), 0u);
@@ -159,7 +159,7 @@ TEST(Osspi, StringProbeStopsAtTheNulOrTheLimit) {
   EXPECT_EQ(osspi_IsGoodStringPtr("text", 0), 0u);
 }
 
-TEST(Osspi, StaleAnswersExpireAndThreadsAgree) {
+TEST(OsspiThreads, StaleAnswersExpireAndThreadsAgree) {
   // A range probed as good and then re-protected is refused once the snapshot has aged.
   Pages pages(PROT_READ | PROT_WRITE, 1);
   EXPECT_EQ(osspi_IsGoodWritePtr(pages.base, 1), 0u);
