@@ -4,7 +4,7 @@
 # lists it, and turns the image back into text; then the component broker over an example tree.
 set -euo pipefail
 cd "$(dirname "$0")/.."
-BUILD=${BUILD:-build}
+BUILD=${BUILD:-build-demo}  # its own tree: the demo builds neither tests nor benchmarks
 ./scripts/build.sh -DSC_BUILD_TESTS=OFF -DSC_BUILD_BENCH=OFF
 built=$(cd "$BUILD" && pwd)
 sc="$built/tools/speechcommon"
