@@ -1,16 +1,20 @@
 // The probes answer from a snapshot of the process's memory map (/proc/self/maps). Each
 // thread keeps its own copy of the newest snapshot, so a probe that hits is a binary search
-// without locks or system calls. A miss (a range the snapshot does not grant) re-reads the
-// map once before refusing, so memory mapped after the snapshot is seen at once. The one
-// thing a snapshot cannot see is memory unmapped or re-protected after it was taken and
-// never probed as bad since; such a range is still reported usable until the next miss.
+// and a look at the coarse clock, without locks or system calls. A miss (a range the
+// snapshot does not grant) re-reads the map once before refusing, so memory mapped after the
+// snapshot is seen at once. Memory unmapped or re-protected after a snapshot cannot be seen
+// in it, so a snapshot older than kMaxSnapshotAge is read again before it says yes: a range
+// that has gone bad is refused at the latest that long after it went.
 #include "platform/probe.h"
 
 #include <fcntl.h>
+#include <sys/uio.h>
 #include <pthread.h>
+#include <time.h>
 #include <unistd.h>
 
 #include <atomic>
+#include <cerrno>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
@@ -65,10 +69,20 @@ struct RegionList {
 pthread_mutex_t g_mutex = PTHREAD_MUTEX_INITIALIZER;
 RegionList g_global;                    // guarded by g_mutex
 std::atomic<uint64_t> g_generation{0};  // 0: no snapshot taken yet
+int64_t g_takenAt = 0;                  // guarded by g_mutex: when g_global was read, in ms
+
+constexpr int64_t kMaxSnapshotAge = 20;  // milliseconds
+
+int64_t NowMs() {
+  timespec now;
+  clock_gettime(CLOCK_MONOTONIC_COARSE, &now);
+  return static_cast<int64_t>(now.tv_sec) * 1000 + now.tv_nsec / 1000000;
+}
 
 struct LocalCopy {
   RegionList list;
   uint64_t generation = 0;
+  int64_t takenAt = 0;
 };
 thread_local LocalCopy t_local;
 
@@ -136,18 +150,29 @@ bool RefreshGlobal() {
   g_global.capacity = fresh.capacity;
   fresh.items = items;
   fresh.capacity = capacity;
+  g_takenAt = NowMs();
   g_generation.fetch_add(1, std::memory_order_release);
   return true;
 }
 
+enum class Reread {
+  kNo,      // take the newest snapshot as it is
+  kIfOld,   // read the map again unless the newest snapshot is young
+  kAlways,  // read the map again (a miss: the range may have been mapped just now)
+};
+
 // Brings this thread's copy up to the newest snapshot, re-reading the map when asked.
-bool SyncLocal(bool reread) {
+bool SyncLocal(Reread reread) {
   pthread_mutex_lock(&g_mutex);
   bool ok = true;
-  if (reread || g_generation.load(std::memory_order_relaxed) == 0) ok = RefreshGlobal();
+  const bool old = NowMs() - g_takenAt > kMaxSnapshotAge;
+  if (reread == Reread::kAlways || (reread == Reread::kIfOld && old) ||
+      g_generation.load(std::memory_order_relaxed) == 0)
+    ok = RefreshGlobal();
   if (ok) {
     ok = t_local.list.CopyFrom(g_global);
     t_local.generation = g_generation.load(std::memory_order_relaxed);
+    t_local.takenAt = g_takenAt;
   }
   pthread_mutex_unlock(&g_mutex);
   return ok;
@@ -186,10 +211,29 @@ bool Check(const void *pointer, size_t size, uint8_t perms) {
   const uintptr_t end = begin + size;
   if (end < begin) return false;
   if (t_local.generation != g_generation.load(std::memory_order_acquire) || t_local.generation == 0)
-    if (!SyncLocal(false)) return false;
-  if (Covered(t_local.list, begin, end, perms)) return true;
-  if (!SyncLocal(true)) return false;
+    if (!SyncLocal(Reread::kNo)) return false;
+  if (Covered(t_local.list, begin, end, perms)) {
+    if (NowMs() - t_local.takenAt <= kMaxSnapshotAge) return true;
+    if (!SyncLocal(Reread::kIfOld)) return false;
+    if (Covered(t_local.list, begin, end, perms)) return true;
+  }
+  if (!SyncLocal(Reread::kAlways)) return false;
   return Covered(t_local.list, begin, end, perms);
+}
+
+// Scans a string in place, region by region of a freshly read map.
+bool ReadStringDirectly(uintptr_t address, size_t left) {
+  if (!SyncLocal(Reread::kAlways)) return false;
+  while (left) {
+    const size_t i = FindRegion(t_local.list, address);
+    if (i == t_local.list.count || !(t_local.list.items[i].perms & kRead)) return false;
+    const uintptr_t stop = t_local.list.items[i].end;
+    const size_t span = stop - address < left ? stop - address : left;
+    if (std::memchr(reinterpret_cast<const void *>(address), 0, span)) return true;
+    left -= span;
+    address = stop;
+  }
+  return true;
 }
 
 }  // namespace
@@ -202,32 +246,31 @@ bool CanWrite(const void *pointer, size_t size) {
   return Check(pointer, size, kRead | kWrite);
 }
 
+// The string probe reads the bytes it looks at, so it copies them through the kernel, which
+// refuses unreadable memory instead of faulting: a stale snapshot can never make it fault.
+// Where the kernel does not allow that copy, it falls back to a fresh map and direct reads.
 bool CanReadString(const char *string, size_t maxLength) {
   if (!string) return false;
-  if (maxLength == 0) return true;
   auto address = reinterpret_cast<uintptr_t>(string);
   size_t left = maxLength;
-  bool reread = false;
-  for (;;) {
-    if (t_local.generation != g_generation.load(std::memory_order_acquire) ||
-        t_local.generation == 0)
-      if (!SyncLocal(false)) return false;
-    const size_t i = FindRegion(t_local.list, address);
-    if (i == t_local.list.count || !(t_local.list.items[i].perms & kRead)) {
-      if (reread) return false;
-      if (!SyncLocal(true)) return false;
-      reread = true;
-      continue;
-    }
-    reread = false;
-    // Scan the readable region up to the NUL, the length limit or the region's end.
-    const uintptr_t stop = t_local.list.items[i].end;
-    const size_t span = stop - address < left ? stop - address : left;
-    if (std::memchr(reinterpret_cast<const void *>(address), 0, span)) return true;
-    left -= span;
-    if (left == 0) return true;
-    address = stop;
+  const pid_t self = getpid();
+  const uintptr_t pageSize = static_cast<uintptr_t>(sysconf(_SC_PAGESIZE));
+  while (left) {
+    char chunk[256];
+    // A chunk never crosses a page, so a short copy can only mean an unreadable page.
+    const uintptr_t pageLeft = pageSize - (address & (pageSize - 1));
+    size_t size = left < sizeof chunk ? left : sizeof chunk;
+    if (size > pageLeft) size = pageLeft;
+    iovec local{chunk, size};
+    iovec remote{reinterpret_cast<void *>(address), size};
+    const ssize_t got = process_vm_readv(self, &local, 1, &remote, 1, 0);
+    if (got < 0 && (errno == ENOSYS || errno == EPERM)) return ReadStringDirectly(address, left);
+    if (got != static_cast<ssize_t>(size)) return false;
+    if (std::memchr(chunk, 0, size)) return true;
+    address += size;
+    left -= size;
   }
+  return true;
 }
 
 }  // namespace sc::plat

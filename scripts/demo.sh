@@ -1,21 +1,56 @@
 #!/usr/bin/env bash
-# The main job: builds the library and the speechcommon tool, then shows them at work.
+# The main job: builds the library and the speechcommon tool, then follows a user dictionary
+# from its text to an archive image, looks words up through a manager over two dictionaries,
+# lists it, and turns the image back into text; then the component broker over an example tree.
 set -euo pipefail
 cd "$(dirname "$0")/.."
-BUILD=${BUILD:-build}
+BUILD=${BUILD:-build-demo}  # its own tree: the demo builds neither tests nor benchmarks
 ./scripts/build.sh -DSC_BUILD_TESTS=OFF -DSC_BUILD_BENCH=OFF
-sc="$BUILD/tools/speechcommon"
-run() { printf '\n$ speechcommon %s\n' "$*"; "$sc" "$@" || true; }
-run --version
-run error 0x801E0083
-run error 0x80010204
-run error 0x00010201
-run error 0x80150107
-run error 0x80220102
-run error not-a-code
-tree="$BUILD/examples/broker/tree"
+built=$(cd "$BUILD" && pwd)
+sc="$built/tools/speechcommon"
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+cp examples/lexicon.txt examples/override.txt "$work"
+cd "$work"
+
+say() { printf '\n== %s\n' "$*"; }
+run() { printf '\n$ speechcommon %s\n' "$*"; "$sc" "$@" || printf '(exit status %d)\n' "$?"; }
+
+say "A user lexicon in the dictionary text format (first lines of examples/lexicon.txt)"
+head -n 14 lexicon.txt
+
+say "Compile both lexicons into archive images (flat, offset-based, used in place)"
+run dict compile lexicon.txt -o lexicon.img
+run dict compile override.txt -o override.img
+run dict info lexicon.img
+
+say "Look words up through a manager: override.img first, lexicon.img second"
+echo "(Dr., St. and tomato are in both: the first registered answers; colour is in neither)"
+run dict lookup override.img lexicon.img -- Dr. St. tomato café Str. hello colour
+say "The same words with the priority turned round"
+run dict lookup lexicon.img override.img -- Dr. St. tomato
+say "Filters: only French entries, then only pronunciations"
+run dict lookup override.img lexicon.img --language fr-FR -- M. Noël Dr.
+run dict lookup override.img lexicon.img --content broad-narrows -- GIF café Dr.
+
+say "Every key of the override image, section by section"
+run dict list override.img
+
+say "Back from the image to text, compared with the source"
+run dict decompile lexicon.img -o back.txt
+echo "The writer ends lines with CR LF (ignored below) and writes the entries of a key newest"
+echo "first; reading adds them one after the other, so the two entries of St. come back swapped:"
+diff --strip-trailing-cr lexicon.txt back.txt || true
+
+say "Bad input gets a message naming the file and the failure"
+printf '[Header]\nName = broken\nColour = blue\n' >broken.txt
+run dict info broken.txt
+run error 0x801E0003
+
+say "The component broker over the example installation tree"
+tree="$built/examples/broker/tree"
 run broker list "$tree"
 run broker resolve "$tree" --engine demo/tts --language en demo/voice/def
 run broker check "$tree"
 printf '\n$ examples/broker/broker_client %s\n' "$tree"
-"$BUILD/examples/broker/broker_client" "$tree" || true
+"$built/examples/broker/broker_client" "$tree" || true

@@ -3,5 +3,5 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 BUILD=${BUILD:-build}
-./scripts/build.sh "$@"
+./scripts/build.sh -DSC_BUILD_TESTS=ON "$@"
 ctest --test-dir "$BUILD" --output-on-failure -j "$(nproc)"

@@ -16,7 +16,7 @@ struct Command {
 constexpr Command kCommands[] = {
     {"error", cli::CmdError, "explain a result code"},
     {"hdr", cli::CmdHdr, "show, extract from and pack data header files"},
-    {"dict", cli::CmdDict, "look into dictionary archive images"},
+    {"dict", cli::CmdDict, "compile, decompile, look up, describe and list dictionaries"},
     {"broker", cli::CmdBroker, "list, resolve and check installed components"},
 };
 

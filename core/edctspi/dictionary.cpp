@@ -83,12 +83,14 @@ bool Holds(const SubDictionary &sub, const char16_t *key) {
 
 VQRESULT AddOne(Dictionary *dictionary, const char16_t *key, const EDCT_ENTRY &entry) {
   if (!entry.Data && entry.DataSize) return code::kNullPointer;
-  bool known = false;
   SubDictionary *sub = nullptr;
-  for (SubDictionary *at = dictionary->first; at; at = at->next) {
-    known = known || Holds(*at, key);
-    if (!sub && Matches(*at, entry)) sub = at;
-  }
+  for (SubDictionary *at = dictionary->first; at && !sub; at = at->next)
+    if (Matches(*at, entry)) sub = at;
+  // Whether the receiving SubDictionary already held the key, its own insertion tells; only
+  // the others are searched here, so the common case of one SubDictionary searches once.
+  bool known = false;
+  for (SubDictionary *at = dictionary->first; at && !known; at = at->next)
+    if (at != sub) known = Holds(*at, key);
   // A new SubDictionary joins the list only once the entry is in it, so a failure leaves
   // the dictionary as it was.
   SubDictionary *created = nullptr;
@@ -102,6 +104,7 @@ VQRESULT AddOne(Dictionary *dictionary, const char16_t *key, const EDCT_ENTRY &e
     return added;
   }
   if (created) LinkAtEnd(dictionary, created);
+  known = known || added == kStoreChained;
   if (added == kStoreNewKey) ++sub->nbrKeys;
   ++sub->nbrEntries;
   ++dictionary->nbrEntries;

@@ -10,6 +10,8 @@
 
 namespace {
 
+void *const kUnwritten = reinterpret_cast<void *>(0x1);
+
 class ArrayTest : public ::testing::Test {
  protected:
   void SetUp() override { ASSERT_EQ(srvspi_ArrayInit(g_vqNullHandle, sizeof(int), &array_), 0u); }
@@ -18,98 +20,74 @@ class ArrayTest : public ::testing::Test {
     for (int value : values)
       ASSERT_EQ(srvspi_ArrayAdd(&array_, &value), 0u);
   }
-  std::vector<int> Contents() {
+  std::vector<int> Contents() const {
     const int *data = static_cast<const int *>(array_.data);
     return std::vector<int>(data, data + array_.count);
   }
+  static int At(void *element) { return *static_cast<int *>(element); }
   SrvArray array_{};
 };
 
-TEST_F(ArrayTest, GrowsByOneElementUnlessReserved) {
-  EXPECT_EQ(array_.capacity, 0u);
-  EXPECT_EQ(array_.data, nullptr);
-  Add({1, 2, 3});
+TEST_F(ArrayTest, GrowthAndResize) {
+  Add({1, 2, 3});  // one element at a time: capacity equals the count
   EXPECT_EQ(array_.capacity, 3u);
-  EXPECT_EQ(Contents(), (std::vector<int>{1, 2, 3}));
-  // Reserving first: three adds, one reallocation, capacity kept.
-  SrvArray reserved{};
-  ASSERT_EQ(srvspi_ArrayInit(g_vqNullHandle, sizeof(int), &reserved), 0u);
-  ASSERT_EQ(srvspi_ArrayResize(&reserved, 10), 0u);
-  void *storage = reserved.data;
-  for (int value : {4, 5, 6})
-    ASSERT_EQ(srvspi_ArrayPush(&reserved, &value), 0u);
-  EXPECT_EQ(reserved.capacity, 10u);
-  EXPECT_EQ(reserved.data, storage);
-  // A null element reserves the slot without writing it.
-  EXPECT_EQ(srvspi_ArrayAdd(&reserved, nullptr), 0u);
-  EXPECT_EQ(reserved.count, 4u);
-  EXPECT_EQ(srvspi_ArrayDeinit(&reserved), 0u);
-  EXPECT_EQ(reserved.count, 0u);
-  EXPECT_EQ(reserved.capacity, 0u);
-  EXPECT_EQ(reserved.elementSize, 0u);
-}
-
-TEST_F(ArrayTest, ResizeRules) {
-  Add({1, 2, 3, 4});
+  Add({4});
   ASSERT_EQ(srvspi_ArrayResize(&array_, 10), 0u);
-  EXPECT_EQ(srvspi_ArrayResize(&array_, 3), 0x80010206u);
-  EXPECT_EQ(array_.capacity, 10u);
+  void *storage = array_.data;
+  Add({5, 6, 7});  // reserved room: no reallocation
+  EXPECT_EQ(array_.data, storage);
+  EXPECT_EQ(srvspi_ArrayAdd(&array_, nullptr), 0u);  // reserves the slot without writing it
+  EXPECT_EQ(array_.count, 8u);
+  EXPECT_EQ(srvspi_ArrayResize(&array_, 7), 0x80010206u);
   EXPECT_EQ(srvspi_ArrayResize(&array_, -2), 0x80010204u);
+  EXPECT_EQ(array_.capacity, 10u);
+  EXPECT_EQ(srvspi_ArrayPop(&array_, nullptr), 0u);
   EXPECT_EQ(srvspi_ArrayResize(&array_, -1), 0u);  // exactly the count
-  EXPECT_EQ(array_.capacity, 4u);
-  EXPECT_EQ(Contents(), (std::vector<int>{1, 2, 3, 4}));
+  EXPECT_EQ(array_.capacity, 7u);
+  EXPECT_EQ(Contents(), (std::vector<int>{1, 2, 3, 4, 5, 6, 7}));
   EXPECT_EQ(srvspi_ArrayClear(&array_), 0u);
-  EXPECT_EQ(array_.capacity, 4u);
+  EXPECT_EQ(array_.capacity, 7u);
   EXPECT_EQ(srvspi_ArrayResize(&array_, 0), 0u);
   EXPECT_EQ(array_.data, nullptr);
-  EXPECT_EQ(array_.capacity, 0u);
+  SrvArray done = array_;
+  EXPECT_EQ(srvspi_ArrayDeinit(&done), 0u);
+  EXPECT_EQ(done.count + done.capacity + done.elementSize, 0u);
+  SrvArray never{};
+  EXPECT_EQ(srvspi_ArrayDeinit(&never), 0x80010204u);  // no Resource recorded
 }
 
-TEST_F(ArrayTest, RemoveAtPopTop) {
-  Add({10, 20, 30});
-  EXPECT_EQ(srvspi_ArrayRemove(&array_, 3), 0x80010206u);
-  EXPECT_EQ(srvspi_ArrayRemove(&array_, 0), 0u);
-  EXPECT_EQ(Contents(), (std::vector<int>{20, 30}));
-  EXPECT_EQ(array_.capacity, 3u);
-  Add({40});
-  EXPECT_EQ(srvspi_ArrayRemove(&array_, 2), 0u);  // the last: nothing to move
-  EXPECT_EQ(Contents(), (std::vector<int>{20, 30}));
-
-  void *element = reinterpret_cast<void *>(0x1);
-  EXPECT_EQ(srvspi_ArrayAt(&array_, 1, &element), 0u);
-  EXPECT_EQ(*static_cast<int *>(element), 30);
-  element = reinterpret_cast<void *>(0x1);
-  EXPECT_EQ(srvspi_ArrayAt(&array_, 2, &element), 6u);  // a success, not 0x80010206
-  EXPECT_EQ(element, reinterpret_cast<void *>(0x1));
-  EXPECT_EQ(srvspi_ArrayAt(&array_, 0, nullptr), 0u);
-
-  EXPECT_EQ(srvspi_ArrayTop(&array_, &element), 0u);
-  EXPECT_EQ(*static_cast<int *>(element), 30);
-  EXPECT_EQ(srvspi_ArrayPop(&array_, &element), 0u);
-  EXPECT_EQ(*static_cast<int *>(element), 30);  // readable until the next change
-  EXPECT_EQ(array_.count, 1u);
-  EXPECT_EQ(srvspi_ArrayPop(&array_, nullptr), 0u);
-  element = reinterpret_cast<void *>(0x1);
+TEST_F(ArrayTest, RemoveAtPopTopAndCursors) {
+  void *element = kUnwritten;
+  EXPECT_EQ(srvspi_ArrayBegin(&array_, &element), 0x80010201u);
   EXPECT_EQ(srvspi_ArrayPop(&array_, &element), 6u);
   EXPECT_EQ(srvspi_ArrayTop(&array_, &element), 6u);
-  EXPECT_EQ(element, reinterpret_cast<void *>(0x1));
-}
+  EXPECT_EQ(element, kUnwritten);
+  Add({10, 20, 30, 40});
+  EXPECT_EQ(srvspi_ArrayRemove(&array_, 4), 0x80010206u);
+  EXPECT_EQ(srvspi_ArrayRemove(&array_, 0), 0u);
+  EXPECT_EQ(srvspi_ArrayRemove(&array_, 2), 0u);  // the last: nothing to move
+  EXPECT_EQ(Contents(), (std::vector<int>{20, 30}));
+  EXPECT_EQ(array_.capacity, 4u);
+  EXPECT_EQ(srvspi_ArrayAt(&array_, 2, &element), 6u);  // a success, not 0x80010206
+  EXPECT_EQ(element, kUnwritten);
+  EXPECT_EQ(srvspi_ArrayAt(&array_, 1, &element), 0u);
+  EXPECT_EQ(At(element), 30);
 
-TEST_F(ArrayTest, CursorWalk) {
-  void *cursor = nullptr;
-  EXPECT_EQ(srvspi_ArrayBegin(&array_, &cursor), 0x80010201u);
-  Add({1, 2, 3});
-  ASSERT_EQ(srvspi_ArrayBegin(&array_, &cursor), 0u);
-  std::vector<int> seen{*static_cast<int *>(cursor)};
+  ASSERT_EQ(srvspi_ArrayBegin(&array_, &element), 0u);
+  std::vector<int> seen{At(element)};
   VQRESULT rc;
-  while ((rc = srvspi_ArrayNext(&array_, &cursor)) == 0)
-    seen.push_back(*static_cast<int *>(cursor));
+  while ((rc = srvspi_ArrayNext(&array_, &element)) == 0)
+    seen.push_back(At(element));
   EXPECT_EQ(rc, 0x00010201u);
-  EXPECT_EQ(cursor, nullptr);
-  EXPECT_EQ(seen, (std::vector<int>{1, 2, 3}));
-  // An ended cursor stays ended.
-  EXPECT_EQ(srvspi_ArrayNext(&array_, &cursor), 0x00010201u);
-  EXPECT_EQ(srvspi_ArrayNext(&array_, nullptr), 0x80010204u);
+  EXPECT_EQ(element, nullptr);
+  EXPECT_EQ(seen, (std::vector<int>{20, 30}));
+  EXPECT_EQ(srvspi_ArrayNext(&array_, &element), 0x00010201u);  // an ended cursor stays ended
+
+  EXPECT_EQ(srvspi_ArrayTop(&array_, &element), 0u);
+  EXPECT_EQ(At(element), 30);
+  EXPECT_EQ(srvspi_ArrayPop(&array_, &element), 0u);
+  EXPECT_EQ(At(element), 30);  // readable until the next change
+  EXPECT_EQ(array_.count, 1u);
 }
 
 VQRESULT Collect(void *element, void *user) {
@@ -124,31 +102,23 @@ VQRESULT MatchKey(uint32_t key, void *element, void *) {
 
 TEST_F(ArrayTest, ForEachAndFind) {
   std::vector<int> seen;
-  EXPECT_EQ(srvspi_ArrayForEach(&array_, Collect, &seen), 0u);  // empty: 0 at once
-  EXPECT_EQ(srvspi_ArrayForEach(&array_, nullptr, &seen), 0x80010204u);
   uint32_t index = 77;
+  EXPECT_EQ(srvspi_ArrayForEach(&array_, Collect, &seen), 0u);  // empty: 0 at once
   EXPECT_EQ(srvspi_ArrayFind(&array_, 1, MatchKey, nullptr, &index), 0x00010201u);
   EXPECT_EQ(index, 0u);
-
   Add({1, 2, 3});
   EXPECT_EQ(srvspi_ArrayForEach(&array_, Collect, &seen), 5u);  // the last call's success
-  EXPECT_EQ(seen, (std::vector<int>{1, 2, 3}));
   EXPECT_EQ(srvspi_ArrayFind(&array_, 2, MatchKey, nullptr, &index), 0u);
   EXPECT_EQ(index, 1u);
   EXPECT_EQ(srvspi_ArrayFind(&array_, 9, MatchKey, nullptr, &index), 7u);
-  EXPECT_EQ(index, 3u);  // equal to the count when nothing matched
-  EXPECT_EQ(srvspi_ArrayFind(&array_, 9, nullptr, nullptr, &index), 0x80010204u);
-
-  Add({99, 4});
-  seen.clear();
+  EXPECT_EQ(index, 3u);  // the count when nothing matched
+  Add({99, 4, -1, 4});
   EXPECT_EQ(srvspi_ArrayForEach(&array_, Collect, &seen), 0x80990001u);
-  EXPECT_EQ(seen, (std::vector<int>{1, 2, 3, 99}));  // the failure stopped the walk
-  Add({-1, 4});
+  EXPECT_EQ(seen, (std::vector<int>{1, 2, 3, 1, 2, 3, 99}));  // the failure stopped the walk
   EXPECT_EQ(srvspi_ArrayFind(&array_, 4, MatchKey, nullptr, &index), 0u);
   EXPECT_EQ(index, 4u);
-  EXPECT_EQ(srvspi_ArrayRemove(&array_, 4), 0u);
-  EXPECT_EQ(srvspi_ArrayFind(&array_, 4, MatchKey, nullptr, &index), 0x80990002u);
-  EXPECT_EQ(index, 4u);
+  EXPECT_EQ(srvspi_ArrayFind(&array_, 5, MatchKey, nullptr, &index), 0x80990002u);  // aborted
+  EXPECT_EQ(index, 5u);
 }
 
 TEST_F(ArrayTest, CloneTakesTheCountAsCapacity) {
@@ -156,104 +126,57 @@ TEST_F(ArrayTest, CloneTakesTheCountAsCapacity) {
   ASSERT_EQ(srvspi_ArrayResize(&array_, 8), 0u);
   SrvArray clone{};
   ASSERT_EQ(srvspi_ArrayClone(&array_, &clone), 0u);
-  EXPECT_EQ(clone.count, 2u);
   EXPECT_EQ(clone.capacity, 2u);
-  EXPECT_EQ(clone.elementSize, sizeof(int));
   EXPECT_EQ(clone.resource, array_.resource);
   EXPECT_NE(clone.data, array_.data);
   EXPECT_EQ(static_cast<int *>(clone.data)[1], 2);
   EXPECT_EQ(srvspi_ArrayDeinit(&clone), 0u);
-  SrvArray empty{}, emptyClone{};
-  ASSERT_EQ(srvspi_ArrayInit(g_vqNullHandle, 4, &empty), 0u);
-  EXPECT_EQ(srvspi_ArrayClone(&empty, &emptyClone), 0u);
-  EXPECT_EQ(emptyClone.data, nullptr);
-  EXPECT_EQ(emptyClone.capacity, 0u);
+  ASSERT_EQ(srvspi_ArrayClear(&array_), 0u);
+  EXPECT_EQ(srvspi_ArrayClone(&array_, &clone), 0u);
+  EXPECT_EQ(clone.data, nullptr);
 }
 
-TEST_F(ArrayTest, ArgumentErrors) {
+TEST_F(ArrayTest, ArgumentErrorsAndOutOfMemory) {
+  sctest::AllocationFailureGuard guard;
   uint32_t count = 0;
   EXPECT_EQ(srvspi_ArrayInit(g_vqNullHandle, 0, &array_), 0x80010204u);
   EXPECT_EQ(srvspi_ArrayInit(g_vqNullHandle, 4, nullptr), 0x80010204u);
   EXPECT_EQ(srvspi_ArrayInit({nullptr, RESOURCE_MAGIC}, 4, &array_), 0x80160101u);
-  EXPECT_EQ(srvspi_ArrayCount(nullptr, &count), 0x80010204u);
-  EXPECT_EQ(srvspi_ArrayCount(&array_, nullptr), 0x80010204u);
-  EXPECT_EQ(srvspi_ArrayClone(nullptr, &array_), 0x80010204u);
-  EXPECT_EQ(srvspi_ArrayClone(&array_, nullptr), 0x80010204u);
-  for (auto rc :
-       {srvspi_ArrayDeinit(nullptr), srvspi_ArrayClear(nullptr), srvspi_ArrayResize(nullptr, 1),
+  for (VQRESULT rc :
+       {srvspi_ArrayCount(nullptr, &count), srvspi_ArrayCount(&array_, nullptr),
+        srvspi_ArrayClone(nullptr, &array_), srvspi_ArrayClone(&array_, nullptr),
+        srvspi_ArrayDeinit(nullptr), srvspi_ArrayClear(nullptr), srvspi_ArrayResize(nullptr, 1),
         srvspi_ArrayAdd(nullptr, &count), srvspi_ArrayRemove(nullptr, 0),
         srvspi_ArrayAt(nullptr, 0, nullptr), srvspi_ArrayBegin(nullptr, nullptr),
-        srvspi_ArrayPop(nullptr, nullptr), srvspi_ArrayTop(nullptr, nullptr),
+        srvspi_ArrayNext(&array_, nullptr), srvspi_ArrayPop(nullptr, nullptr),
+        srvspi_ArrayTop(nullptr, nullptr), srvspi_ArrayForEach(&array_, nullptr, nullptr),
         srvspi_ArrayFind(nullptr, 0, MatchKey, nullptr, nullptr)})
     EXPECT_EQ(rc, 0x80010204u);
-  SrvArray never{};
-  EXPECT_EQ(srvspi_ArrayDeinit(&never), 0x80010204u);  // no Resource recorded
-}
 
-TEST_F(ArrayTest, OutOfMemoryKeepsTheArray) {
-  sctest::AllocationFailureGuard guard;
   Add({1, 2});
   void *storage = array_.data;
-  sc::testing::FailNthAllocation(1);
   int value = 3;
-  EXPECT_EQ(srvspi_ArrayAdd(&array_, &value), 0x80010205u);
-  EXPECT_EQ(array_.count, 2u);
-  EXPECT_EQ(array_.capacity, 2u);
-  EXPECT_EQ(array_.data, storage);
-  sc::testing::FailNthAllocation(1);
-  EXPECT_EQ(srvspi_ArrayResize(&array_, 50), 0x80010205u);
-  EXPECT_EQ(array_.capacity, 2u);
   SrvArray clone{};
-  sc::testing::FailNthAllocation(1);
+  sc::testing::FailNthAllocation(1, true);
+  EXPECT_EQ(srvspi_ArrayAdd(&array_, &value), 0x80010205u);
+  EXPECT_EQ(srvspi_ArrayResize(&array_, 50), 0x80010205u);
   EXPECT_EQ(srvspi_ArrayClone(&array_, &clone), 0x80010205u);
   EXPECT_EQ(clone.data, nullptr);
+  EXPECT_EQ(array_.capacity, 2u);
+  EXPECT_EQ(array_.data, storage);
   EXPECT_EQ(Contents(), (std::vector<int>{1, 2}));
-}
-
-TEST(Memblock, AlignAllocAndTheFullBlock) {
-  unsigned char buffer[8] = {};
-  SrvMemblock block{};
-  ASSERT_EQ(srvspi_MemblockInit(&block, sizeof buffer, buffer), 0u);
-  void *pointer = nullptr;
-  ASSERT_EQ(srvspi_MemblockAlloc(&block, 5, &pointer), 0u);
-  EXPECT_EQ(pointer, buffer);
-  ASSERT_EQ(srvspi_MemblockAlign(&block, 4), 0u);
-  EXPECT_EQ(block.used, 8u);
-  ASSERT_EQ(srvspi_MemblockAlign(&block, 4), 0u);  // already aligned
-  EXPECT_EQ(block.used, 8u);
-  EXPECT_EQ(srvspi_MemblockAlign(&block, 16), 0x80010207u);
-  EXPECT_EQ(block.used, 8u);
-
-  block.used = 6;
-  EXPECT_EQ(srvspi_MemblockAlloc(&block, 4, &pointer), 0x80010207u);
-  EXPECT_EQ(block.used, 10u);  // advanced all the same
-  EXPECT_EQ(pointer, buffer + 6);
-  EXPECT_EQ(srvspi_MemblockRead(&block, 1, nullptr), 0x80010207u);
-  EXPECT_EQ(srvspi_MemblockAlign(&block, 0), 0x80010204u);
-
-  uint32_t used = 0;
-  void *base = nullptr;
-  EXPECT_EQ(srvspi_MemblockGetUsed(&block, &used), 0u);
-  EXPECT_EQ(used, 11u);
-  EXPECT_EQ(srvspi_MemblockGetBegin(&block, &base), 0u);
-  EXPECT_EQ(base, buffer);
-  EXPECT_EQ(srvspi_MemblockGetUsed(nullptr, &used), 0x80010204u);
-  EXPECT_EQ(srvspi_MemblockGetBegin(&block, nullptr), 0x80010204u);
-  EXPECT_EQ(srvspi_MemblockInit(nullptr, 0, nullptr), 0x80010204u);
-  EXPECT_EQ(srvspi_MemblockAlloc(nullptr, 1, nullptr), 0x80010204u);
 }
 
 // The same routine sizes an image in a measuring block and then fills a real one.
 uint32_t WriteImage(SrvMemblock *block) {
   void *pointer = nullptr;
   VQRESULT rc = srvspi_MemblockAlloc(block, 3, &pointer);
-  if (rc) return rc;
-  if (pointer) std::memcpy(pointer, "abc", 3);
-  if ((rc = srvspi_MemblockAlign(block, 4))) return rc;
-  if ((rc = srvspi_MemblockAlloc(block, 4, &pointer))) return rc;
-  if (pointer) std::memcpy(pointer, "wxyz", 4);
-  if ((rc = srvspi_MemblockAlign(block, 2))) return rc;
-  return srvspi_MemblockAlloc(block, 1, &pointer);
+  if (!rc && pointer) std::memcpy(pointer, "abc", 3);
+  if (!rc) rc = srvspi_MemblockAlign(block, 4);
+  if (!rc) rc = srvspi_MemblockAlloc(block, 4, &pointer);
+  if (!rc && pointer) std::memcpy(pointer, "wxyz", 4);
+  if (!rc) rc = srvspi_MemblockAlign(block, 2);
+  return rc ? rc : srvspi_MemblockRead(block, 1, &pointer);
 }
 
 TEST(Memblock, MeasuringThenFilling) {
@@ -267,17 +190,41 @@ TEST(Memblock, MeasuringThenFilling) {
   SrvMemblock fill{};
   ASSERT_EQ(srvspi_MemblockInit(&fill, needed, image.data()), 0u);
   ASSERT_EQ(WriteImage(&fill), 0u);
-  EXPECT_EQ(std::string(reinterpret_cast<char *>(image.data()), 8), std::string("abc\xAAwxyz"));
-  SrvMemblock tooSmall{};
-  ASSERT_EQ(srvspi_MemblockInit(&tooSmall, needed - 1, image.data()), 0u);
-  EXPECT_EQ(WriteImage(&tooSmall), 0x80010207u);
-  // A measuring block accepts any sequence and only adds up.
-  SrvMemblock any{};
-  srvspi_MemblockInit(&any, 0, nullptr);
-  EXPECT_EQ(srvspi_MemblockAlloc(&any, 1000000, nullptr), 0u);
-  EXPECT_EQ(srvspi_MemblockAlign(&any, 64), 0u);
-  EXPECT_EQ(any.used, 1000000u);
-  EXPECT_EQ(srvspi_MemblockAlloc(&any, UINT32_MAX, nullptr), 0x80010207u);  // would wrap
+  EXPECT_EQ(std::string(image.begin(), image.end() - 1), std::string("abc\xAAwxyz"));
+  void *base = nullptr;
+  EXPECT_EQ(srvspi_MemblockGetBegin(&fill, &base), 0u);
+  EXPECT_EQ(base, image.data());
+  ASSERT_EQ(srvspi_MemblockInit(&fill, needed - 1, image.data()), 0u);
+  EXPECT_EQ(WriteImage(&fill), 0x80010207u);
+  // A measuring block accepts any sequence and only adds up, short of wrapping around.
+  EXPECT_EQ(srvspi_MemblockAlloc(&measure, 1000000, nullptr), 0u);
+  EXPECT_EQ(srvspi_MemblockAlign(&measure, 64), 0u);
+  EXPECT_EQ(measure.used, 1000064u);
+  EXPECT_EQ(srvspi_MemblockAlloc(&measure, UINT32_MAX, nullptr), 0x80010207u);
+}
+
+TEST(Memblock, FullBlockAndArguments) {
+  unsigned char buffer[8] = {};
+  SrvMemblock block{};
+  ASSERT_EQ(srvspi_MemblockInit(&block, sizeof buffer, buffer), 0u);
+  ASSERT_EQ(srvspi_MemblockAlloc(&block, 5, nullptr), 0u);
+  ASSERT_EQ(srvspi_MemblockAlign(&block, 4), 0u);
+  EXPECT_EQ(block.used, 8u);
+  ASSERT_EQ(srvspi_MemblockAlign(&block, 4), 0u);  // already aligned
+  EXPECT_EQ(block.used, 8u);
+  block.used = 6;
+  EXPECT_EQ(srvspi_MemblockAlign(&block, 16), 0x80010207u);
+  EXPECT_EQ(block.used, 6u);
+  void *pointer = nullptr;
+  EXPECT_EQ(srvspi_MemblockAlloc(&block, 4, &pointer), 0x80010207u);
+  EXPECT_EQ(block.used, 10u);  // advanced all the same
+  EXPECT_EQ(pointer, buffer + 6);
+  uint32_t used = 0;
+  for (VQRESULT rc :
+       {srvspi_MemblockAlign(&block, 0), srvspi_MemblockInit(nullptr, 0, nullptr),
+        srvspi_MemblockAlloc(nullptr, 1, nullptr), srvspi_MemblockRead(nullptr, 1, nullptr),
+        srvspi_MemblockGetUsed(nullptr, &used), srvspi_MemblockGetBegin(&block, nullptr)})
+    EXPECT_EQ(rc, 0x80010204u);
 }
 
 }  // namespace

@@ -154,7 +154,9 @@ TEST(SecEx, OpenedWithAResourceUsesItsHeap) {
   EXPECT_EQ(rsrc_Close(resource), 0u);
 }
 
-TEST_F(SecTest, LockIsReentrantAndExcludesOtherThreads) {
+using SecThreads = SecTest;
+
+TEST_F(SecThreads, LockIsReentrantAndExcludesOthers) {
   ASSERT_EQ(srvspi_SecLock(object_), 0u);
   // The hold operations enter the same lock again while the caller holds it.
   EXPECT_EQ(srvspi_SecToBusy(object_), 0u);
@@ -172,7 +174,7 @@ TEST_F(SecTest, LockIsReentrantAndExcludesOtherThreads) {
   EXPECT_TRUE(entered);
 }
 
-TEST_F(SecTest, HoldsNeverWaitAndStayBalancedAcrossThreads) {
+TEST_F(SecThreads, HoldsNeverWaitAndStayBalanced) {
   std::atomic<int> writers{0}, violations{0};
   std::vector<std::thread> threads;
   for (int t = 0; t < 4; ++t)

@@ -1,0 +1,23 @@
+// Runs every file of the text stream fuzz corpus through the fuzz entry, as a normal test.
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <vector>
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size);
+
+TEST(FuzzReplay, TextStreamCorpus) {
+  int files = 0;
+  for (const auto &entry : std::filesystem::directory_iterator(SC_DCTSTREAM_CORPUS)) {
+    std::ifstream in(entry.path(), std::ios::binary);
+    const std::vector<char> bytes((std::istreambuf_iterator<char>(in)),
+                                  std::istreambuf_iterator<char>());
+    SCOPED_TRACE(entry.path().string());
+    EXPECT_EQ(LLVMFuzzerTestOneInput(reinterpret_cast<const uint8_t *>(bytes.data()), bytes.size()),
+              0);
+    ++files;
+  }
+  EXPECT_GE(files, 4);
+}
