@@ -35,9 +35,17 @@ inline std::string HeaderFile(std::u16string_view body, std::string_view tail = 
 class TempDir {
  public:
   TempDir() { std::filesystem::create_directories(path_); }
-  ~TempDir() { std::filesystem::remove_all(path_); }
-  std::string File(const std::string &name) const { return (path_ / name).string(); }
+  ~TempDir() {
+    std::error_code ignored;
+    std::filesystem::remove_all(path_, ignored);
+  }
+  // The directory itself, or a path below it.
+  std::string File(const std::string &name = "") const {
+    return name.empty() ? path_.string() : (path_ / name).string();
+  }
+  // Writes the file, making the directories on its way.
   std::string Write(const std::string &name, std::string_view bytes) const {
+    std::filesystem::create_directories((path_ / name).parent_path());
     std::ofstream(File(name), std::ios::binary).write(bytes.data(), std::streamsize(bytes.size()));
     return File(name);
   }
