@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <chrono>
 #include <thread>
 
 #include "fixtures.h"
@@ -52,8 +53,10 @@ TEST_F(BrokerThreads, ObjectsInterfacesAndDataOnOneClass) {
         check(TagOf(object, "missing/one", "NAME") == Error(kNotFound));
         check(Listed(object, "VOICE").size() == (t % 3 ? 18u : 17u));
         // The last object on the engine may meet another thread's module or data.
+        const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
         VQRESULT closed;
-        while ((closed = brk_ObjClose(object)) == kStillInUse)
+        while ((closed = brk_ObjClose(object)) == kStillInUse &&
+               std::chrono::steady_clock::now() < deadline)
           std::this_thread::yield();
         check(closed == 0);
       }
