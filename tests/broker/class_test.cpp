@@ -38,20 +38,18 @@ TEST_F(BrokerObjects, CountsRefusalsAndTheEnginesAddons) {
   EXPECT_EQ(InfoOf(third, "test/addon"), Error(kMissing));
 }
 
-TEST(BrokerClasses, RootsLocksAndResources) {
-  Root root;
-  root.Header("eng/e.hdr", Component(u"TTSENGINE", u"e"));
-  const std::string path = root.Path();
+TEST_F(BrokerObjects, ClassRootsLocksAndResources) {
+  const std::string path = root_.Path();
   const auto usable = [](BrkClass *cls) {
     BrkObject *object = nullptr;
-    const VQRESULT opened = brk_ObjOpen(&object, "e", nullptr, cls, nullptr);
+    const VQRESULT opened = brk_ObjOpen(&object, "test/engine", nullptr, cls, nullptr);
     const VQRESULT closed = brk_ObjClose(object);
     EXPECT_EQ(brk_ClassClose(cls), 0u);
     return opened ? opened : closed;
   };
   // A root that does not exist gives a class without engines.
   BrkClass *cls = nullptr;
-  ASSERT_EQ(brk_ClassOpen(&cls, root.Path("absent").c_str(), 0, 0, nullptr), 0u);
+  ASSERT_EQ(brk_ClassOpen(&cls, root_.Path("absent").c_str(), 0, 0, nullptr), 0u);
   EXPECT_EQ(usable(cls), kNoEngine);
   // A lent lock is used, not destroyed.
   LockValue lock = 0;
