@@ -1,5 +1,7 @@
-// Opening and closing classes and objects, and the counts that refuse a close while something
-// opened through it is in use.
+// Opening and closing classes and objects, the counts that refuse a close while something
+// opened through it is in use, what is installed (lists by type, broker strings by name), data
+// blocks opened through shared, counted handles and mapped in ranges, header values, and the
+// texts of the broker's codes.
 #include <gtest/gtest.h>
 
 #include "fixtures.h"
@@ -7,60 +9,47 @@
 namespace {
 
 using namespace brktest;
+using BrokerObjects = Installed;
 
-TEST(BrokerObjects, CountsRefusalsAndTheEnginesAddons) {
-  Root root;
-  root.Header("eng/e.hdr", Component(u"TTSENGINE", u"abc/x"));
-  root.Header("eng/sub/a.hdr", Component(u"ADDON", u"a/one"));
-  root.Header("shared/s/s.hdr", Component(u"ADDON", u"s/one"));
-  Class cls(root);
+TEST_F(BrokerObjects, CountsRefusalsAndTheEnginesAddons) {
+  Class cls(root_);
   BrkObject *object = reinterpret_cast<BrkObject *>(&object);
-  EXPECT_EQ(brk_ObjOpen(&object, "abc/x", nullptr, nullptr, nullptr), kMissing);
+  EXPECT_EQ(brk_ObjOpen(&object, "test/engine", nullptr, nullptr, nullptr), kMissing);
   EXPECT_EQ(object, nullptr);
-  object = reinterpret_cast<BrkObject *>(&object);
-  EXPECT_EQ(brk_ObjOpen(&object, "nothing", "en", cls, nullptr), kNoEngine);
-  EXPECT_EQ(object, nullptr);
-  // Without broker string: the shared add-ons only; the class cannot close meanwhile.
-  for (const char *none : {static_cast<const char *>(nullptr), ""}) {
-    ASSERT_EQ(brk_ObjOpenEx(&object, none, nullptr, cls, nullptr), 0u);
-    EXPECT_EQ(Listed(object, "ADDON"), std::vector<std::string>{"s/one"});
-    EXPECT_EQ(brk_ClassClose(cls), kStillInUse);
-    EXPECT_EQ(brk_ObjCloseEx(object), 0u);
-  }
+  ASSERT_EQ(brk_ObjOpenEx(&object, nullptr, nullptr, cls, nullptr), 0u);
+  EXPECT_EQ(brk_ClassClose(cls), kStillInUse);  // while an object is open
+  EXPECT_EQ(brk_ObjCloseEx(object), 0u);
   EXPECT_EQ(brk_ObjClose(nullptr), 0u);
   EXPECT_EQ(brk_ClassClose(nullptr), 0u);
-
   // The add-ons are read by the first object on the engine, read again (for new ones) by
   // every later one, shared by all, and dropped with the last.
-  BrkObject *first = cls.Open("abc/x");
-  BrkObject *second = cls.Open("ABC/X");
-  root.Header("eng/sub/late.hdr", Component(u"ADDON", u"a/late"));
-  BrkObject *third = cls.Open("abc/X");
-  EXPECT_EQ(Listed(first, "ADDON").size(), 3u);
+  BrkObject *first = cls.Open("test/engine");
+  BrkObject *second = cls.Open("TEST/ENGINE");
+  const size_t before = Listed(first, "ADDON").size();
+  root_.Header("eng/parts/late.hdr", Component(u"ADDON", u"late"));
+  BrkObject *third = cls.Open("test/Engine");
+  EXPECT_EQ(Listed(first, "ADDON").size(), before + 1);
   EXPECT_EQ(brk_ObjClose(first), 0u);
   EXPECT_EQ(brk_ObjClose(second), 0u);
-  EXPECT_EQ(Listed(third, "ADDON").size(), 3u);
-  EXPECT_EQ(brk_ClassClose(cls), kStillInUse);
+  EXPECT_EQ(Listed(third, "ADDON").size(), before + 1);
   EXPECT_EQ(brk_ObjClose(third), 0u);
   // A closed object is refused without being read.
   EXPECT_EQ(brk_ObjClose(third), kMissing);
-  EXPECT_EQ(InfoOf(third, "a/one"), Error(kMissing));
+  EXPECT_EQ(InfoOf(third, "test/addon"), Error(kMissing));
 }
 
-TEST(BrokerClasses, RootsLocksAndResources) {
-  Root root;
-  root.Header("eng/e.hdr", Component(u"TTSENGINE", u"e"));
-  const std::string path = root.Path();
+TEST_F(BrokerObjects, ClassRootsLocksAndResources) {
+  const std::string path = root_.Path();
   const auto usable = [](BrkClass *cls) {
     BrkObject *object = nullptr;
-    const VQRESULT opened = brk_ObjOpen(&object, "e", nullptr, cls, nullptr);
+    const VQRESULT opened = brk_ObjOpen(&object, "test/engine", nullptr, cls, nullptr);
     const VQRESULT closed = brk_ObjClose(object);
     EXPECT_EQ(brk_ClassClose(cls), 0u);
     return opened ? opened : closed;
   };
   // A root that does not exist gives a class without engines.
   BrkClass *cls = nullptr;
-  ASSERT_EQ(brk_ClassOpen(&cls, root.Path("absent").c_str(), 0, 0, nullptr), 0u);
+  ASSERT_EQ(brk_ClassOpen(&cls, root_.Path("absent").c_str(), 0, 0, nullptr), 0u);
   EXPECT_EQ(usable(cls), kNoEngine);
   // A lent lock is used, not destroyed.
   LockValue lock = 0;
@@ -84,14 +73,162 @@ TEST(BrokerClasses, RootsLocksAndResources) {
   EXPECT_EQ(brk_ClassClose(cls), kMissing);  // closed already
 }
 
+using BrokerQueries = Installed;
+
+TEST_F(BrokerQueries, ComponentListsAndBrokerStringsByName) {
+  Class cls(root_);
+  BrkObject *none = cls.Open();
+  BrkObject *onEngine = cls.Open("test/engine");
+  // Engines of the type, whatever the object, without language or priority; an add-on of an
+  // engine type is listed only when no engine has the type.
+  BrkComponentList *list = nullptr;
+  ASSERT_EQ(brk_ComponentListQuery(none, "TTSENGINE", &list), 0u);
+  ASSERT_EQ(list->count, 1u);
+  const BrkComponentInfo &engine = list->entries[0];
+  EXPECT_EQ(
+      std::string(engine.brokerString) + " " + hdrtest::Ascii(engine.name) + " " + engine.version,
+      "test/engine Engine 2.1");
+  EXPECT_EQ(engine.language, nullptr);
+  EXPECT_EQ(engine.priority, 0u);
+  EXPECT_EQ(brk_ComponentListRelease(none, list), 0u);
+  // Other types: the add-ons the object reaches, its engine's first.
+  ASSERT_EQ(brk_ComponentListQuery(onEngine, "VOICE", &list), 0u);
+  ASSERT_EQ(list->count, 18u);
+  EXPECT_EQ(list->capacity, 24u);
+  const BrkComponentInfo &voice = list->entries[0];
+  EXPECT_EQ(std::string(voice.brokerString) + " " + voice.language + " " + voice.version,
+            "voice/e de v");
+  EXPECT_EQ(voice.priority, 0xFFFFFFFEu);
+  EXPECT_EQ(list->entries[17].version, nullptr);
+  EXPECT_EQ(brk_ComponentListRelease(onEngine, list), 0u);
+  EXPECT_EQ(Listed(none, "VOICE").size(), 17u);
+  EXPECT_TRUE(Listed(onEngine, "voice").empty());  // types compare with case
+  EXPECT_EQ(brk_ComponentListQuery(onEngine, nullptr, &list), kMissing);
+  EXPECT_EQ(brk_ComponentListRelease(onEngine, nullptr), kMissing);
+
+  const auto byName = [](BrkObject *object, const char *type, const char *name) {
+    char *found = reinterpret_cast<char *>(&found);
+    const VQRESULT result = brk_BrokerStringQuery(object, type, name, &found);
+    EXPECT_EQ(result != 0, found == nullptr);
+    const std::string text = result ? Error(result) : found;
+    EXPECT_EQ(brk_BrokerStringRelease(object, found), result ? kMissing : 0u);
+    return text;
+  };
+  EXPECT_EQ(byName(none, "TTSENGINE", "Engine"), "test/engine");
+  EXPECT_EQ(byName(none, "TTSENGINE", "engine"), Error(kNoModule));  // names keep their case
+  EXPECT_EQ(byName(onEngine, "VOICE", "n"), "voice/e");
+}
+
+class BrokerData : public Installed {
+ protected:
+  // The mapped bytes (size 0: the whole block), or the failure.
+  static std::string Map(BrkObject *object, BrkData *data, uint32_t offset, uint32_t size) {
+    const void *address = &address;
+    const VQRESULT result = brk_DataMap(object, data, offset, size, &address);
+    if (result) {
+      EXPECT_EQ(address, nullptr);
+      return Error(result);
+    }
+    uint32_t whole = 0;
+    EXPECT_EQ(brk_DataSizeQuery(object, data, &whole), 0u);
+    const std::string bytes(static_cast<const char *>(address), size ? size : whole);
+    EXPECT_EQ(brk_DataUnmap(object, data, address), 0u);
+    return bytes;
+  }
+};
+
+TEST_F(BrokerData, OneCountedHandlePerBlockAndExactRanges) {
+  Class cls(root_);
+  BrkObject *object = cls.Open("test/engine");
+  BrkObject *other = cls.Open("test/engine");
+  BrkData *first = nullptr, *second = nullptr, *index = nullptr, *upper = nullptr;
+  ASSERT_EQ(brk_DataOpen(object, "test/data", &first), 0u);
+  ASSERT_EQ(brk_DataOpen(other, "TEST/DATA:data", &second), 0u);  // the default name, spelt out
+  ASSERT_EQ(brk_DataOpen(object, "test/data:idx", &index), 0u);
+  ASSERT_EQ(brk_DataOpen(object, "test/data:IDX", &upper), 0u);
+  EXPECT_EQ(first, second);
+  EXPECT_EQ(index, upper);
+  EXPECT_NE(index, first);
+
+  EXPECT_EQ(Map(object, index, 100, 0), kIndex);  // size 0: the whole block from its start
+  EXPECT_EQ(Map(object, index, 20, 30), kIndex.substr(20));
+  EXPECT_EQ(Map(object, index, 20, 31), Error(kCannotRead));
+  EXPECT_EQ(Map(object, index, 50, 1), Error(kCannotRead));
+  EXPECT_EQ(Map(object, index, 0, 0xFFFFFFFF), Error(kCannotRead));
+  // A mapping stays valid while others come and go; the block cannot close under it.
+  const void *low = nullptr;
+  ASSERT_EQ(brk_DataMap(object, index, 0, 4, &low), 0u);
+  EXPECT_EQ(Map(object, index, 40, 10), kIndex.substr(40));
+  EXPECT_EQ(std::string(static_cast<const char *>(low), 4), "ABCD");
+  EXPECT_EQ(brk_DataClose(object, index), 0u);  // one of two opens
+  EXPECT_EQ(brk_DataClose(object, index), 0x8022010Au);
+  EXPECT_EQ(brk_DataUnmap(object, index, low), 0u);
+  EXPECT_EQ(brk_DataClose(object, index), 0u);
+  EXPECT_EQ(brk_DataMap(object, index, 0, 4, &low), kMissing);  // closed handle
+
+  // The first close keeps the block open for the other holder; the last one closes it, and
+  // until then the engine's last object cannot close.
+  EXPECT_EQ(brk_DataClose(object, first), 0u);
+  EXPECT_EQ(Map(other, second, 2, 3), "234");
+  EXPECT_EQ(brk_ObjClose(object), 0u);
+  EXPECT_EQ(brk_ObjClose(other), kStillInUse);
+  EXPECT_EQ(brk_DataClose(other, second), 0u);
+}
+
+TEST_F(BrokerData, RefusedOpensSharedBlocksAndTags) {
+  Class cls(root_);
+  BrkObject *onEngine = cls.Open("test/engine");
+  BrkObject *onOther = cls.Open("other/engine");
+  const std::pair<const char *, VQRESULT> cases[] = {{"test/inline", kInvalidComponent},
+                                                     {"test/data:nooffset", 0x80220105},
+                                                     {"test/engine", kNotFound},
+                                                     {nullptr, kUnexpected}};
+  for (const auto &[brokerString, expected] : cases) {
+    BrkData *data = reinterpret_cast<BrkData *>(&data);
+    EXPECT_EQ(brk_DataOpen(onEngine, brokerString, &data), expected)
+        << (brokerString ? brokerString : "null");
+    EXPECT_EQ(data, nullptr);
+  }
+  uint32_t size = 0;
+  EXPECT_EQ(brk_DataSizeQuery(onEngine, nullptr, &size), kMissing);
+  EXPECT_EQ(brk_DataClose(onEngine, nullptr), kMissing);
+
+  // Tags: of any engine of the class, through any object (tag names keep their case); of
+  // add-ons only through the objects that reach them; of a described block, its own.
+  EXPECT_EQ(TagOf(onOther, "TEST/ENGINE", "VERSION"), "2.1");
+  EXPECT_EQ(TagOf(onOther, "test/engine", "version"), Error(kNoTag));
+  EXPECT_EQ(TagOf(onEngine, "test/data", "LANGUAGE"), "en");
+  EXPECT_EQ(TagOf(onOther, "test/data", "LANGUAGE"), Error(kNotFound));
+  EXPECT_EQ(TagOf(onEngine, "test/inline", "COMPTYPE"), "PART");
+  EXPECT_EQ(TagOf(onEngine, "test/data:IDX", "SIZE"), "50");
+  EXPECT_EQ(TagOf(onEngine, "test/data:nooffset", "OFFSET"), Error(kNoTag));
+  EXPECT_EQ(TagOf(onEngine, "test/data:absent", "SIZE"), Error(kNotFound));
+  EXPECT_EQ(TagOf(onEngine, nullptr, "SIZE"), Error(kMissing));
+  EXPECT_EQ(brk_TagRelease(onEngine, u"any"), 0u);
+  EXPECT_EQ(brk_TagRelease(onEngine, nullptr), kMissing);
+
+  // An open block of a shared add-on keeps the class open.
+  BrkObject *none = cls.Open();
+  BrkData *data = nullptr;
+  ASSERT_EQ(brk_DataOpen(none, "shared/blocks", &data), 0u);
+  EXPECT_EQ(Map(none, data, 0, 0), "shared");
+  EXPECT_EQ(brk_ObjClose(none), 0u);
+  EXPECT_EQ(brk_ObjClose(onEngine), 0u);
+  EXPECT_EQ(brk_ObjClose(onOther), 0u);
+  EXPECT_EQ(brk_ClassClose(cls), kStillInUse);
+  EXPECT_EQ(brk_DataClose(cls.Open(), data), 0u);
+}
+
 TEST(BrokerErrors, TextsOfTheBrokersCodes) {
-  EXPECT_STREQ(brk_ErrorGetString(0x80150107),
-               "SOME MODULES (DATA OR INTERFACES) WERE NOT RELEASED YET");
-  EXPECT_STREQ(brk_ErrorGetString(0x8015010A), "SPECIFIED MODULE COULD NOT BE FOUND");
-  EXPECT_STREQ(brk_ErrorGetString(0x8015010C), "Unknown module");
-  EXPECT_STREQ(brk_ErrorGetString(0x80220102), hdrpars_ErrorGetString(0x80220102));
-  EXPECT_STREQ(brk_ErrorGetString(0x80150186), vq_ErrorGetString(0x80150186));
-  EXPECT_STREQ(brk_ErrorGetString(0x80160101), "Unknown module");
+  const std::pair<VQRESULT, const char *> texts[] = {
+      {0x80150107, "SOME MODULES (DATA OR INTERFACES) WERE NOT RELEASED YET"},
+      {0x8015010A, "SPECIFIED MODULE COULD NOT BE FOUND"},
+      {0x8015010C, "Unknown module"},
+      {0x80220102, hdrpars_ErrorGetString(0x80220102)},
+      {0x80150186, vq_ErrorGetString(0x80150186)},
+      {0x80160101, "Unknown module"}};
+  for (const auto &[code, text] : texts)
+    EXPECT_STREQ(brk_ErrorGetString(code), text) << std::hex << code;
   EXPECT_STREQ(brk_ErrorGetSubModuleName(0x80150104), "Broker submodule");
   EXPECT_STREQ(brk_ErrorGetSubModuleName(0x80150204), "Unknown submodule");
   EXPECT_STREQ(brk_ErrorGetSubModuleName(0x80220102), "Error originates in a sub module");

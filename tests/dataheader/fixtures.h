@@ -16,6 +16,12 @@
 
 namespace hdrtest {
 
+inline constexpr VQRESULT kTagMissing = 0x80220105, kBlockNotFound = 0x80220106,
+                          kNoBinaryData = 0x80220109, kStillMapped = 0x8022010A,
+                          kBadState = 0x80220180, kMissingArgument = 0x80220182,
+                          kNoMemory = 0x80220186, kCannotOpen = 0x8022018B, kReadError = 0x8022018D,
+                          kWriteError = 0x8022018E;
+
 // UTF-16 little-endian bytes of the text.
 inline std::string Le(std::u16string_view text) {
   std::string bytes;
@@ -24,20 +30,26 @@ inline std::string Le(std::u16string_view text) {
   return bytes;
 }
 
-inline const std::string kBom = "\xFF\xFE";
-
 // A whole file: mark, "<VQS>", the version, HEADER around `body`, then `tail`.
 inline std::string HeaderFile(std::u16string_view body, std::string_view tail = "") {
-  return kBom + Le(u"<VQS>\r\n<VERSION>VQ_1.0</VERSION>\r\n<HEADER>\r\n") + Le(body) +
+  return "\xFF\xFE" + Le(u"<VQS>\r\n<VERSION>VQ_1.0</VERSION>\r\n<HEADER>\r\n") + Le(body) +
          Le(u"</HEADER>") + std::string(tail);
 }
 
 class TempDir {
  public:
   TempDir() { std::filesystem::create_directories(path_); }
-  ~TempDir() { std::filesystem::remove_all(path_); }
-  std::string File(const std::string &name) const { return (path_ / name).string(); }
+  ~TempDir() {
+    std::error_code ignored;
+    std::filesystem::remove_all(path_, ignored);
+  }
+  // The directory itself, or a path below it.
+  std::string File(const std::string &name = "") const {
+    return name.empty() ? path_.string() : (path_ / name).string();
+  }
+  // Writes the file, making the directories on its way.
   std::string Write(const std::string &name, std::string_view bytes) const {
+    std::filesystem::create_directories((path_ / name).parent_path());
     std::ofstream(File(name), std::ios::binary).write(bytes.data(), std::streamsize(bytes.size()));
     return File(name);
   }
@@ -74,17 +86,13 @@ inline std::string Describe(const Tag *tag) {
   return out;
 }
 
-inline std::string Mapped(const void *data, uint32_t available) {
-  return data ? std::string(static_cast<const char *>(data), available) : "<null>";
-}
-
-// Maps a range of the resource and gives it back at once.
+// Maps a range of the resource and gives it back at once: the bytes, or "<null>".
 inline std::string MapOnce(ParserResource *source, uint32_t offset, int32_t length) {
   const void *data = nullptr;
   uint32_t available = 0;
   EXPECT_EQ(hdrpars_DataMap(source, offset, length, &data, &available), 0u);
   EXPECT_EQ(hdrpars_DataUnMap(source, data), 0u);
-  return Mapped(data, available);
+  return data ? std::string(static_cast<const char *>(data), available) : "<null>";
 }
 
 // A copy of the real system call table, in use for the object's lifetime; the test changes

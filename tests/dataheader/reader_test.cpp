@@ -1,17 +1,19 @@
-// Reading the tagged text of files made byte by byte.
+// Reading the tagged text of files made byte by byte, the fuzz target's corpus (and every crash
+// it found) run as a test, and the 8-bit / 16-bit conversion of paths.
 #include <gtest/gtest.h>
 
+#include <filesystem>
+#include <random>
 #include <string>
 
 #include "fixtures.h"
+#include "fuzz/dataheader_input.h"
+#include "platform/text.h"
 #include "test_util.h"
 
 namespace {
 
-using hdrtest::Describe;
-using hdrtest::HeaderFile;
-using hdrtest::kBom;
-using hdrtest::Le;
+using namespace hdrtest;
 
 class ReaderTest : public ::testing::Test {
  protected:
@@ -29,7 +31,7 @@ class ReaderTest : public ::testing::Test {
     hdrpars_DeleteFileStructure(structure);
     return tree;
   }
-  hdrtest::TempDir dir_;
+  TempDir dir_;
 };
 
 TEST_F(ReaderTest, GrammarOfElementsAndChildren) {
@@ -52,12 +54,12 @@ TEST_F(ReaderTest, GrammarOfElementsAndChildren) {
       {u"<" + n256 + u"m>v</" + n256 + u"m>", ""},  // a name of 257 characters
   };
   for (const auto &c : cases)
-    EXPECT_EQ(Read(HeaderFile(c.body)), c.tree) << hdrtest::Ascii(c.body.c_str());
+    EXPECT_EQ(Read(HeaderFile(c.body)), c.tree) << Ascii(c.body.c_str());
 }
 
 TEST_F(ReaderTest, VersionAndHeaderElements) {
   const std::string header = Le(u"<HEADER><A>1</A></HEADER>");
-  const std::string vqs = kBom + Le(u"<VQS>\r\n");
+  const std::string vqs = "\xFF\xFE" + Le(u"<VQS>\r\n");
   const struct {
     std::string bytes;
     std::string tree;
@@ -92,33 +94,11 @@ TEST_F(ReaderTest, TruncatedFilesFailCleanlyAtEveryLength) {
   }
 }
 
-TEST_F(ReaderTest, FailuresOutsideTheText) {
-  FileStructure *structure = nullptr;
-  EXPECT_EQ(hdrpars_ReadFileHeader(dir_.File("missing").c_str(), &structure), 0x8022018Bu);
-  EXPECT_EQ(hdrpars_ReadFileHeader(nullptr, &structure), 0x80220182u);
-  EXPECT_EQ(hdrpars_ReadFileHeader("x", nullptr), 0x80220182u);
-}
-
-TEST_F(ReaderTest, OutOfMemoryReleasesThePartialTree) {
-  const std::string path = dir_.Write("h", HeaderFile(u"<A>1</A><P><X>1</X><Y><Z>2</Z></Y></P>"));
-  sctest::ForEachAllocationFailure(
-      [&]() -> VQRESULT {
-        FileStructure *structure = nullptr;
-        const VQRESULT result = hdrpars_ReadFileHeader(path.c_str(), &structure);
-        if (!result) {
-          EXPECT_EQ(Describe(structure->tags), "A=1;P{X=1;Y{Z=2}}");
-        }
-        hdrpars_DeleteFileStructure(structure);
-        return result;
-      },
-      0x80220186);
-}
-
 TEST_F(ReaderTest, FindTagSearchesOneLevel) {
   FileStructure *structure = dir_.Read(HeaderFile(u"<A>1</A><P> <X>1</X>\r\n</P><A>2</A>"));
-  EXPECT_EQ(hdrtest::Ascii(structure->path), dir_.File("h"));
+  EXPECT_EQ(Ascii(structure->path), dir_.File("h"));
   Tag *p = structure->tags->next;
-  EXPECT_EQ(hdrtest::Ascii(p->value), "<X>1</X>");  // the inner text, children included
+  EXPECT_EQ(Ascii(p->value), "<X>1</X>");  // the inner text, children included
   const auto find = [](Tag *first, const char16_t *name) {
     Tag *found = reinterpret_cast<Tag *>(1);
     EXPECT_EQ(hdrpars_FindTag(first, name, &found), 0u);
@@ -128,10 +108,71 @@ TEST_F(ReaderTest, FindTagSearchesOneLevel) {
   EXPECT_EQ(find(p, u"A"), p->next);
   EXPECT_EQ(find(structure->tags, u"X"), nullptr);  // children are not searched
   EXPECT_EQ(find(structure->tags, u"a"), nullptr);
-  EXPECT_EQ(find(p->children, u"X"), p->children);
-  EXPECT_EQ(find(nullptr, u"A"), nullptr);
-  EXPECT_EQ(hdrpars_FindTag(structure->tags, u"A", nullptr), 0x80220182u);
+  EXPECT_EQ(hdrpars_FindTag(structure->tags, u"A", nullptr), kMissingArgument);
   hdrpars_DeleteFileStructure(structure);
+  // Failures outside the text.
+  EXPECT_EQ(hdrpars_ReadFileHeader(dir_.File("missing").c_str(), &structure), kCannotOpen);
+  EXPECT_EQ(hdrpars_ReadFileHeader(nullptr, &structure), kMissingArgument);
+  EXPECT_EQ(hdrpars_ReadFileHeader("x", nullptr), kMissingArgument);
+}
+
+TEST(DataHeaderCorpus, EveryFileKeepsItsPromises) {
+  int files = 0;
+  for (const auto &entry : std::filesystem::directory_iterator(SC_FUZZ_CORPUS)) {
+    const std::string bytes = ReadBytes(entry.path().string());
+    std::string problem;
+    EXPECT_TRUE(sc::fuzz::CheckDataHeaderInput(reinterpret_cast<const uint8_t *>(bytes.data()),
+                                               bytes.size(), problem))
+        << entry.path() << ": " << problem;
+    ++files;
+  }
+  EXPECT_GE(files, 8);
+}
+
+std::u16string ToWide(std::string_view bytes) {
+  std::u16string wide(sc::plat::BytesToUtf16(bytes, nullptr), u'\0');
+  sc::plat::BytesToUtf16(bytes, wide.data());
+  return wide;
+}
+
+std::string ToBytes(std::u16string_view wide) {
+  const size_t length = sc::plat::Utf16ToBytes(wide, nullptr, sc::plat::Unpaired::kStrict);
+  if (length == sc::plat::kNoByteForm) return "<none>";
+  std::string bytes(length, '\0');
+  sc::plat::Utf16ToBytes(wide, bytes.data(), sc::plat::Unpaired::kStrict);
+  return bytes;
+}
+
+TEST(PathText, KnownFormsAndEveryByteStringBothWays) {
+  const std::pair<std::string, std::u16string> cases[] = {
+      {"dir/a.hdr", u"dir/a.hdr"},
+      {"\xC3\xA9\xE2\x82\xAC\xEF\xBF\xBF", u"\u00E9\u20AC\uFFFF"},
+      {"\xF0\x9F\x98\x80\xF4\x8F\xBF\xBF", u"\U0001F600\U0010FFFF"},
+      // Bytes that are not UTF-8: stray, overlong, an encoded surrogate, cut short, past
+      // U+10FFFF; a valid sequence right after a broken one still decodes.
+      {"a\x80\xFF", u"a\xDC80\xDCFF"},
+      {"\xC0\xAF\xED\xA0\x80", u"\xDCC0\xDCAF\xDCED\xDCA0\xDC80"},
+      {"\xE2\x82\xC3\xA9", u"\xDCE2\xDC82\u00E9"},
+      {"\xF4\x90\x80\x80", u"\xDCF4\xDC90\xDC80\xDC80"},
+  };
+  for (const auto &[bytes, wide] : cases) {
+    EXPECT_EQ(ToWide(bytes), wide);
+    EXPECT_EQ(ToBytes(wide), bytes);
+  }
+  // Lone surrogates outside the byte range have no 8-bit form (the printer shows them as
+  // U+FFFD, see the writer tests).
+  EXPECT_EQ(ToBytes(u"a\xD800"), "<none>");
+  EXPECT_EQ(ToBytes(u"\xDC7F"), "<none>");
+
+  const unsigned seed = std::random_device{}();
+  SCOPED_TRACE("seed " + std::to_string(seed));
+  std::mt19937 random(seed);
+  for (int round = 0; round < 2000; ++round) {
+    std::string bytes(random() % 24, '\0');
+    for (char &b : bytes)
+      b = static_cast<char>(random() % 4 ? 0x80 + random() % 0x80 : random() % 0x80);
+    ASSERT_EQ(ToBytes(ToWide(bytes)), bytes);
+  }
 }
 
 }  // namespace

@@ -1,28 +1,25 @@
-// Parser resources: mapping, window retirement, closing, and their failures.
+// Parser resources (mapping, window retirement, closing, their failures) and the named data
+// blocks of a file that are opened on them.
 #include <gtest/gtest.h>
 
 #include <string>
 #include <tuple>
 
+#include "dataheader/wide_text.h"
 #include "fixtures.h"
 #include "test_util.h"
 
 namespace {
 
-using hdrtest::Mapped;
-
-constexpr VQRESULT kStillMapped = 0x8022010A;
-constexpr VQRESULT kBadState = 0x80220180;
-constexpr VQRESULT kMissingArgument = 0x80220182;
-constexpr VQRESULT kNoMemory = 0x80220186;
-constexpr VQRESULT kCannotOpen = 0x8022018B;
-constexpr VQRESULT kReadError = 0x8022018D;
+using namespace hdrtest;
 
 struct Map {
   VQRESULT result;
   const void *data;
   uint32_t available;
-  std::string Bytes() const { return Mapped(data, available); }
+  std::string Bytes() const {
+    return data ? std::string(static_cast<const char *>(data), available) : "<null>";
+  }
 };
 
 Map MapRange(ParserResource *resource, uint32_t offset, int32_t length) {
@@ -39,7 +36,7 @@ ParserResource *Open(const void *what, uint32_t base, uint32_t size, uint32_t ki
 
 class ResourceTest : public ::testing::Test {
  protected:
-  hdrtest::TempDir dir_;
+  TempDir dir_;
   const std::string content_ = [] {  // bytes that tell their offsets apart
     std::string bytes(20000, '\0');
     for (size_t i = 0; i < bytes.size(); ++i)
@@ -49,7 +46,7 @@ class ResourceTest : public ::testing::Test {
   const std::string path_ = dir_.Write("f", content_);
 };
 
-TEST_F(ResourceTest, MemoryCopyMapsWithoutCounting) {
+TEST_F(ResourceTest, MemoryCopiesMapWithoutCountingFilesUpToTheirEnd) {
   std::string bytes = "0123456789";
   ParserResource *resource = Open(bytes.data(), 2, 10, PARSER_RESOURCE_MEMORY);
   bytes[3] = 'X';  // the resource holds its own copy
@@ -59,12 +56,10 @@ TEST_F(ResourceTest, MemoryCopyMapsWithoutCounting) {
   EXPECT_EQ(MapRange(resource, 8, 1).Bytes(), "<null>");  // past the copy
   EXPECT_EQ(hdrpars_DataUnMap(resource, "foreign"), 0u);
   EXPECT_EQ(hdrpars_CloseResource(resource), 0u);  // mappings of a copy are not counted
-}
 
-TEST_F(ResourceTest, FileMappingsStopAtTheEndOfTheFile) {
   // The file's end limits what is available, but a mapping at the end still counts and must
-  // be given back. (A known size is a data block's; see the block tests.)
-  ParserResource *resource = Open(path_.c_str(), 19900, 0xFFFFFFFF, PARSER_RESOURCE_FILE);
+  // be given back.
+  resource = Open(path_.c_str(), 19900, PARSER_RESOURCE_SIZE_UNKNOWN, PARSER_RESOURCE_FILE);
   const Map tail = MapRange(resource, 95, 10);
   const Map end = MapRange(resource, 100, 10);
   EXPECT_EQ(tail.Bytes(), content_.substr(19995));
@@ -101,11 +96,10 @@ TEST_F(ResourceTest, RetiredWindowsKeepMappingsValidUntilGivenBack) {
   EXPECT_EQ(hdrpars_DataUnMap(resource, a.data), 0u);
   EXPECT_EQ(sc::testing::LiveBlocks(), base + 1);
   EXPECT_EQ(hdrpars_DataUnMap(resource, &content_[0]), kBadState);
-
   EXPECT_EQ(hdrpars_CloseResource(resource), 0u);
 }
 
-TEST_F(ResourceTest, RefusedOpensAndArguments) {
+TEST_F(ResourceTest, RefusalsAndFailuresMapNothing) {
   for (const auto &[path, kind, code] :
        {std::tuple{"x", 7u, kBadState}, std::tuple{"/no/such/file", 0u, kCannotOpen},
         std::tuple{static_cast<const char *>(nullptr), 0u, kMissingArgument}}) {
@@ -118,6 +112,19 @@ TEST_F(ResourceTest, RefusedOpensAndArguments) {
   EXPECT_EQ(hdrpars_DataMap(nullptr, 0, 1, nullptr, &available), kMissingArgument);
   EXPECT_EQ(MapRange(nullptr, 0, 10).Bytes(), "<null>");
   EXPECT_EQ(hdrpars_CloseResource(nullptr), 0u);
+
+  ParserResource *resource = Open(path_.c_str(), 0, 0xFFFFFFFF, PARSER_RESOURCE_FILE);
+  {
+    FaultySyscalls faults;
+    faults.FailReads();
+    EXPECT_EQ(MapRange(resource, 0, 10).result, kReadError);
+    faults.Table() = sc::plat::DefaultSyscalls();
+    faults.Table().seek = [](sc::plat::File *, int64_t, int) { return -1; };
+    EXPECT_EQ(MapRange(resource, 2000, 10).result, kReadError);
+    EXPECT_EQ(MapRange(resource, 0, -1).result, kReadError);  // the length is unknown
+  }
+  EXPECT_EQ(MapOnce(resource, 19990, 10), content_.substr(19990));  // working again
+  EXPECT_EQ(hdrpars_CloseResource(resource), 0u);                   // the failures counted nothing
 }
 
 TEST_F(ResourceTest, OutOfMemoryLeavesNothingBehind) {
@@ -142,21 +149,104 @@ TEST_F(ResourceTest, OutOfMemoryLeavesNothingBehind) {
       kNoMemory);
 }
 
-TEST_F(ResourceTest, ReadAndSeekFailuresMapNothing) {
-  ParserResource *resource = Open(path_.c_str(), 0, 0xFFFFFFFF, PARSER_RESOURCE_FILE);
+std::u16string Block(std::u16string_view name, std::u16string_view offset,
+                     std::u16string_view size) {
+  return u"<DATABLOCK><BROKERSTRING>" + std::u16string(name) + u"</BROKERSTRING><OFFSET>" +
+         std::u16string(offset) + u"</OFFSET><SIZE>" + std::u16string(size) +
+         u"</SIZE></DATABLOCK>\r\n";
+}
+
+// 60 data bytes: "one" is bytes 0-9, "two" bytes 10-59; "far" lies past the end of the file
+// and "huge" claims far more than the file holds.
+const std::string kData = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ01234567";
+const std::string kFile =
+    HeaderFile(u"<NOTE>mentions <BINARY DATA></NOTE>\r\n" + Block(u"one", u"           0", u"10") +
+                   Block(u"two", u"10", u"          50") + Block(u"far", u"500", u"4") +
+                   Block(u"huge", u"0", u"2000000000") +
+                   u"<DATABLOCK><BROKERSTRING>nooffset</BROKERSTRING><SIZE>1</SIZE></DATABLOCK>"
+                   u"<DATABLOCK><SIZE>1</SIZE></DATABLOCK>" +
+                   Block(u"late", u"0", u"1"),
+               Le(u"\r\n<BINARYDATA>") + kData + Le(u"</BINARY"));
+
+using DataTest = ResourceTest;
+
+TEST_F(DataTest, BlocksCountFromTheFirstByteAfterBinaryData) {
+  FileStructure *structure = dir_.Read(kFile);
+  DataBlock *one = nullptr, *two = nullptr, *again = nullptr, *far = nullptr, *huge = nullptr;
+  ASSERT_EQ(hdrpars_OpenData(u"one", structure, &one), 0u);
+  ASSERT_EQ(hdrpars_OpenData(u"two", structure, &two), 0u);
+  EXPECT_EQ(hdrpars_OpenData(u"two", structure, &again), 0u);
+  EXPECT_EQ(again, two);
+  EXPECT_EQ(structure->dataBlocks, one);
+  EXPECT_EQ(one->next, two);
+  EXPECT_EQ(two->size, 50u);
+  EXPECT_EQ(MapOnce(one->source, 0, -1), kData.substr(0, 10));
+  EXPECT_EQ(MapOnce(two->source, 20, 80), kData.substr(30, 30));
+  EXPECT_EQ(MapOnce(two->source, 40, -1), kData.substr(50, 10));  // the rest of the block
+  EXPECT_EQ(MapOnce(two->source, 60, 4), "<null>");
+  ASSERT_EQ(hdrpars_OpenData(u"far", structure, &far), 0u);
+  EXPECT_EQ(MapOnce(far->source, 0, 4), "");
+  ASSERT_EQ(hdrpars_OpenData(u"huge", structure, &huge), 0u);
+  EXPECT_EQ(MapOnce(huge->source, 0, -1), kData + Le(u"</BINARY"));
+
+  // A block still mapped cannot close, and deleting the structure leaves its source open so
+  // that the mapping stays readable.
+  const void *held = nullptr;
+  uint32_t available = 0;
+  ASSERT_EQ(hdrpars_DataMap(two->source, 0, 5, &held, &available), 0u);
+  EXPECT_EQ(hdrpars_CloseData(two, structure), kStillMapped);
+  EXPECT_EQ(hdrpars_CloseData(one, structure), 0u);
+  EXPECT_EQ(hdrpars_CloseData(one, structure), kBlockNotFound);
+  EXPECT_EQ(structure->dataBlocks, two);
+  ParserResource *source = two->source;
+  EXPECT_EQ(hdrpars_DeleteFileStructure(structure), 0u);
+  EXPECT_EQ(std::string(static_cast<const char *>(held), 5), kData.substr(10, 5));
+  EXPECT_EQ(hdrpars_DataUnMap(source, held), 0u);
+  EXPECT_EQ(hdrpars_CloseResource(source), 0u);
+}
+
+TEST_F(DataTest, DescriptionFaultsAndWhereBinaryDataStarts) {
+  FileStructure *structure = dir_.Read(kFile);
+  DataBlock *block = reinterpret_cast<DataBlock *>(1);
+  EXPECT_EQ(hdrpars_OpenData(u"nooffset", structure, &block), kTagMissing);
+  EXPECT_EQ(block, nullptr);
+  // The DATABLOCK without BROKERSTRING stands before "late" and any name not found sooner.
+  EXPECT_EQ(hdrpars_OpenData(u"late", structure, &block), kTagMissing);
+  EXPECT_EQ(hdrpars_OpenData(u"ONE", structure, &block), kTagMissing);
+  FileStructure empty{nullptr, nullptr, nullptr};
+  EXPECT_EQ(hdrpars_OpenData(u"one", &empty, &block), kMissingArgument);
+  DataBlock stranger{};
+  EXPECT_EQ(hdrpars_CloseData(&stranger, structure), kBlockNotFound);
+  hdrpars_DeleteFileStructure(structure);
+
+  // Only a "<BINARYDATA>" at an even offset counts, even one inside the header text.
+  structure = dir_.Read(HeaderFile(Block(u"d", u"0", u"1"), "x" + Le(u"<BINARYDATA>")));
+  EXPECT_EQ(hdrpars_OpenData(u"D", structure, &block), kBlockNotFound);
+  EXPECT_EQ(hdrpars_OpenData(u"d", structure, &block), kNoBinaryData);
+  hdrpars_DeleteFileStructure(structure);
+  structure = dir_.Read(HeaderFile(u"<N><BINARYDATA>xyz</N>" + Block(u"d", u"0", u"3"),
+                                   "x" + Le(u"<BINARYDATA>") + "abc"));
+  ASSERT_EQ(hdrpars_OpenData(u"d", structure, &block), 0u);
+  EXPECT_EQ(MapOnce(block->source, 0, 3), Le(u"xyz").substr(0, 3));
+  hdrpars_DeleteFileStructure(structure);
+}
+
+TEST_F(DataTest, PathsSystemFailuresAndOutOfMemory) {
+  // A name that is not valid UTF-8 opens the same file again through the stored path.
+  FileStructure *structure = dir_.Read(kFile, "odd-\xFF\xC3-\xC3\xA9.hdr");
+  DataBlock *block = nullptr;
   {
-    hdrtest::FaultySyscalls faults;
-    faults.FailReads();
-    EXPECT_EQ(MapRange(resource, 0, 10).result, kReadError);
-    faults.Table() = sc::plat::DefaultSyscalls();
-    faults.Table().seek = [](sc::plat::File *, int64_t, int) { return -1; };
-    EXPECT_EQ(MapRange(resource, 2000, 10).result, kReadError);
-    EXPECT_EQ(MapRange(resource, 0, -1).result, kReadError);  // the length is unknown
+    FaultySyscalls faults;
+    faults.Table().open = [](const char *, const char *) -> sc::plat::File * { return nullptr; };
+    EXPECT_EQ(hdrpars_OpenData(u"one", structure, &block), kCannotOpen);
   }
-  const Map map = MapRange(resource, 19990, 10);  // and the source works again
-  EXPECT_EQ(map.Bytes(), content_.substr(19990));
-  EXPECT_EQ(hdrpars_DataUnMap(resource, map.data), 0u);
-  EXPECT_EQ(hdrpars_CloseResource(resource), 0u);  // the failures counted nothing
+  sctest::ForEachAllocationFailure([&] { return hdrpars_OpenData(u"two", structure, &block); },
+                                   kNoMemory, [&] { EXPECT_EQ(structure->dataBlocks, nullptr); });
+  EXPECT_EQ(MapOnce(block->source, 0, 3), kData.substr(10, 3));
+  sc::RawFree(structure->path);
+  structure->path = sc::hdr::CopyText(u"h\xD800.hdr");  // no byte string converts to it
+  EXPECT_EQ(hdrpars_OpenData(u"one", structure, &block), kBadState);
+  hdrpars_DeleteFileStructure(structure);
 }
 
 }  // namespace

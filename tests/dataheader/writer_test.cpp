@@ -6,12 +6,11 @@
 #include "dataheader/tree.h"
 #include "dataheader/wide_text.h"
 #include "fixtures.h"
+#include "test_util.h"
 
 namespace {
 
-using hdrtest::Le;
-
-constexpr VQRESULT kWriteError = 0x8022018E;
+using namespace hdrtest;
 
 const std::string kOne("\0\x01\xFFone-\r\n<>", 10);
 
@@ -19,10 +18,7 @@ class WriterTest : public ::testing::Test {
  protected:
   // A structure read from a file made of `body`, to be written to out.hdr.
   FileStructure *Structure(std::u16string_view body) {
-    FileStructure *structure = nullptr;
-    EXPECT_EQ(
-        hdrpars_ReadFileHeader(dir_.Write("in", hdrtest::HeaderFile(body)).c_str(), &structure),
-        0u);
+    FileStructure *structure = dir_.Read(HeaderFile(body), "in");
     sc::RawFree(structure->path);
     structure->path = sc::hdr::WidePathFromBytes(path_.c_str());
     return structure;
@@ -61,71 +57,44 @@ class WriterTest : public ::testing::Test {
          u"</HEADER>\r\n<BINARYDATA>") +
       kOne + "two!!!" + Le(u"</BINARYDATA>\r\n</VQS>");
 
-  hdrtest::TempDir dir_;
+  TempDir dir_;
   const std::string path_ = dir_.File("out.hdr");
 };
 
 TEST_F(WriterTest, WritesTheExactBytes) {
   FileStructure *structure = TwoBlocks();
   ASSERT_EQ(hdrpars_WriteFile(structure), 0u);
-  EXPECT_EQ(hdrtest::ReadBytes(path_), kTwoBlocksFile);
+  EXPECT_EQ(ReadBytes(path_), kTwoBlocksFile);
   hdrpars_DeleteFileStructure(structure);
 
   structure = Structure(u"<A> as <is> </A>");  // no blocks: no BINARYDATA part
   ASSERT_EQ(hdrpars_WriteFile(structure), 0u);
-  EXPECT_EQ(hdrtest::ReadBytes(path_),
-            "\xFF\xFE" + Le(u"<VQS>\r\n<VERSION>VQ_1.0</VERSION>\r\n<HEADER>\r\n"
-                            u"  <A>as <is></A>\r\n</HEADER>\r\n</VQS>"));
+  EXPECT_EQ(ReadBytes(path_), "\xFF\xFE" + Le(u"<VQS>\r\n<VERSION>VQ_1.0</VERSION>\r\n<HEADER>\r\n"
+                                              u"  <A>as <is></A>\r\n</HEADER>\r\n</VQS>"));
   hdrpars_DeleteFileStructure(structure);
-}
-
-TEST_F(WriterTest, ReadWriteElsewhereReadBack) {
-  FileStructure *first = dir_.Read(hdrtest::HeaderFile(
-      u"<NAME>  engine\r\n</NAME>\r\n<INFO>\r\n <V><W>a</W></V> <L>en</L>\r\n</INFO>"
-      u"<DATABLOCK><BROKERSTRING>d</BROKERSTRING><OFFSET>0</OFFSET><SIZE>4</SIZE></DATABLOCK>"
-      u"<DATABLOCK><BROKERSTRING>e</BROKERSTRING><OFFSET>4</OFFSET><SIZE>3</SIZE></DATABLOCK>",
-      Le(u"\r\n<BINARYDATA>") + "WXYZabc" + Le(u"</BINARYDATA>\r\n</VQS>")));
-  DataBlock *block = nullptr;
-  ASSERT_EQ(hdrpars_OpenData(u"d", first, &block), 0u);
-  ASSERT_EQ(hdrpars_OpenData(u"e", first, &block), 0u);
-  sc::RawFree(first->path);
-  first->path = sc::hdr::WidePathFromBytes(path_.c_str());
-  ASSERT_EQ(hdrpars_WriteFile(first), 0u);
-
-  FileStructure *second = nullptr;
-  ASSERT_EQ(hdrpars_ReadFileHeader(path_.c_str(), &second), 0u);
-  EXPECT_EQ(hdrtest::Describe(second->tags),
-            "NAME=engine;INFO{V{W=a};L=en};DATABLOCK{BROKERSTRING=d;OFFSET=0;SIZE=4};"
-            "DATABLOCK{BROKERSTRING=e;OFFSET=4;SIZE=3}");
-  for (const auto &[name, bytes] : {std::pair{u"d", "WXYZ"}, std::pair{u"e", "abc"}}) {
-    ASSERT_EQ(hdrpars_OpenData(name, second, &block), 0u);
-    EXPECT_EQ(hdrtest::MapOnce(block->source, 0, -1), bytes);
-  }
-  hdrpars_DeleteFileStructure(first);
-  hdrpars_DeleteFileStructure(second);
 }
 
 TEST_F(WriterTest, RefusalsBeforeAndWhileWriting) {
   // Header and blocks must agree before anything is created.
   FileStructure *structure =
       Structure(u"<DATABLOCK><BROKERSTRING>d</BROKERSTRING></DATABLOCK><DATABLOCK>x</DATABLOCK>");
-  EXPECT_EQ(hdrpars_WriteFile(structure), 0x80220106u);
+  EXPECT_EQ(hdrpars_WriteFile(structure), kBlockNotFound);
   AddBlock(structure, u"d", "short", 20);  // the source holds fewer bytes than the size
-  EXPECT_EQ(hdrpars_WriteFile(structure), 0x80220105u);  // the second has no BROKERSTRING
+  EXPECT_EQ(hdrpars_WriteFile(structure), kTagMissing);  // the second has no BROKERSTRING
   EXPECT_FALSE(std::filesystem::exists(path_));
   sc::hdr::FreeTags(structure->tags->next);
   structure->tags->next = nullptr;
-  EXPECT_EQ(hdrpars_WriteFile(structure), 0x8022018Du);
+  EXPECT_EQ(hdrpars_WriteFile(structure), kReadError);
   sc::RawFree(structure->path);
   structure->path = sc::hdr::CopyText(u"\xDBFF");  // no byte string converts to it
-  EXPECT_EQ(hdrpars_WriteFile(structure), 0x80220180u);
+  EXPECT_EQ(hdrpars_WriteFile(structure), kBadState);
   hdrpars_DeleteFileStructure(structure);
-  EXPECT_EQ(hdrpars_PrintFileStructure(nullptr), 0x80220182u);
+  EXPECT_EQ(hdrpars_PrintFileStructure(nullptr), kMissingArgument);
 
   structure = TwoBlocks();
-  hdrtest::FaultySyscalls faults;
+  FaultySyscalls faults;
   faults.Table().open = [](const char *, const char *) -> sc::plat::File * { return nullptr; };
-  EXPECT_EQ(hdrpars_WriteFile(structure), 0x8022018Bu);
+  EXPECT_EQ(hdrpars_WriteFile(structure), kCannotOpen);
   faults.Table() = sc::plat::DefaultSyscalls();
   faults.Table().write = [](const void *, size_t size, sc::plat::File *) { return size / 2; };
   EXPECT_EQ(hdrpars_WriteFile(structure), kWriteError);
@@ -138,7 +107,19 @@ TEST_F(WriterTest, RefusalsBeforeAndWhileWriting) {
   hdrpars_DeleteFileStructure(structure);
 }
 
-TEST_F(WriterTest, OutOfMemoryWhilePlacingBlocks) {
+TEST_F(WriterTest, OutOfMemoryWhileReadingAndPlacingBlocks) {
+  const std::string in = dir_.Write("in", HeaderFile(u"<A>1</A><P><X>1</X><Y><Z>2</Z></Y></P>"));
+  sctest::ForEachAllocationFailure(
+      [&]() -> VQRESULT {
+        FileStructure *structure = nullptr;
+        const VQRESULT result = hdrpars_ReadFileHeader(in.c_str(), &structure);
+        if (!result) {
+          EXPECT_EQ(Describe(structure->tags), "A=1;P{X=1;Y{Z=2}}");
+        }
+        hdrpars_DeleteFileStructure(structure);
+        return result;
+      },
+      kNoMemory);
   const int64_t before = sc::testing::LiveBlocks();
   for (uint64_t nth = 1;; ++nth) {
     FileStructure *structure = TwoBlocks();
@@ -148,10 +129,10 @@ TEST_F(WriterTest, OutOfMemoryWhilePlacingBlocks) {
     sc::testing::FailNthAllocation(0);
     hdrpars_DeleteFileStructure(structure);
     ASSERT_EQ(sc::testing::LiveBlocks(), before) << nth;
-    ASSERT_EQ(result, failed ? 0x80220186u : 0u) << nth;
+    ASSERT_EQ(result, failed ? kNoMemory : 0u) << nth;
     if (!failed) break;
   }
-  EXPECT_EQ(hdrtest::ReadBytes(path_), kTwoBlocksFile);
+  EXPECT_EQ(ReadBytes(path_), kTwoBlocksFile);
 }
 
 TEST_F(WriterTest, PrintShowsTheTreeAsUtf8) {

@@ -10,7 +10,6 @@
 
 namespace {
 
-using hdrtest::Le;
 using sctest::RunTool;
 using Args = std::vector<std::string>;
 
@@ -51,7 +50,6 @@ TEST_F(HdrCliTest, PackShowExtract) {
                          "...SIZE: 4\n...OFFSET: 70000\n\ndata blocks:\n"
                          "  model        offset 0          size 70000\n"
                          "  small        offset 70000      size 4\n");
-
   EXPECT_EQ(RunTool({"hdr", "extract", file, "model", "-o", Path("m.out")}).status, 0);
   EXPECT_EQ(hdrtest::ReadBytes(Path("m.out")), model);
   run = RunTool({"hdr", "extract", file, "small"});
@@ -68,14 +66,14 @@ TEST_F(HdrCliTest, FileWrittenByHand) {
                           u"<BROKERSTRING>cut</BROKERSTRING><OFFSET>0</OFFSET>"
                           u"<SIZE>100</SIZE></DATABLOCK><DATABLOCK><SIZE>1</SIZE>"
                           u"</DATABLOCK>",
-                          Le(u"<BINARYDATA>") + "abcdefg"));
+                          hdrtest::Le(u"<BINARYDATA>") + "abcdefg"));
   auto run = RunTool({"hdr", "show", file});
   EXPECT_EQ(run.status, 1);
-  EXPECT_NE(run.out.find("NAME: engine\nDATABLOCK\n...BROKERSTRING: good\n"), std::string::npos);
-  EXPECT_NE(run.out.find("  good         offset 2          size 3\n"), std::string::npos);
-  EXPECT_NE(run.out.find("  cut          offset 0          size 100  (only 7 bytes in the file)"),
-            std::string::npos);
-  EXPECT_NE(run.out.find("(a DATABLOCK without BROKERSTRING)"), std::string::npos);
+  for (const char *shown : {"NAME: engine\nDATABLOCK\n...BROKERSTRING: good\n",
+                            "  good         offset 2          size 3\n",
+                            "  cut          offset 0          size 100  (only 7 bytes in the file)",
+                            "(a DATABLOCK without BROKERSTRING)"})
+    EXPECT_NE(run.out.find(shown), std::string::npos) << shown << "\n" << run.out;
   run = RunTool({"hdr", "extract", file, "good"});
   EXPECT_EQ(run.status, 0);
   EXPECT_EQ(run.out, "cde");
@@ -100,7 +98,6 @@ TEST_F(HdrCliTest, RefusalsAndUsage) {
   }
   EXPECT_EQ(RunTool({"hdr", "pack", data, "-d", "d=" + data}).status, 1);
   EXPECT_EQ(hdrtest::ReadBytes(data), "x");
-
   for (const char *args : {"hdr pack o -t NOVALUE", "hdr pack o -b A", "hdr pack o -t A/=1"}) {
     run = RunTool(Words(args));
     EXPECT_EQ(run.status, 2) << args;
