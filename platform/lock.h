@@ -20,10 +20,18 @@ inline bool LockInit(RecursiveLock *lock) {
   new (lock->storage) std::recursive_mutex;
   return true;
 }
-inline void LockDestroy(RecursiveLock *lock) { Native(lock)->~recursive_mutex(); }
-inline void LockEnter(RecursiveLock *lock) { Native(lock)->lock(); }
-inline void LockLeave(RecursiveLock *lock) { Native(lock)->unlock(); }
+inline void LockDestroy(RecursiveLock *lock) {
+  Native(lock)->~recursive_mutex();
+}
+inline void LockEnter(RecursiveLock *lock) {
+  Native(lock)->lock();
+}
+inline void LockLeave(RecursiveLock *lock) {
+  Native(lock)->unlock();
+}
 // True when the calling thread took the lock at once.
-inline bool LockTryEnter(RecursiveLock *lock) { return Native(lock)->try_lock(); }
+inline bool LockTryEnter(RecursiveLock *lock) {
+  return Native(lock)->try_lock();
+}
 
 }  // namespace sc::plat

@@ -78,9 +78,9 @@ const char *RealDlerror() {
   return dlerror();
 }
 
-constexpr Syscalls kReal{RealOpen,    RealClose,   RealSeek,     RealTell,   RealRead,
-                         RealError,   RealWrite,   RealOpenDir,  RealReadDir, RealCloseDir,
-                         RealStat,    RealDlopen,  RealDlsym,    RealDlclose, RealDlerror};
+constexpr Syscalls kReal{RealOpen,  RealClose,  RealSeek,    RealTell,    RealRead,
+                         RealError, RealWrite,  RealOpenDir, RealReadDir, RealCloseDir,
+                         RealStat,  RealDlopen, RealDlsym,   RealDlclose, RealDlerror};
 
 std::atomic<const Syscalls *> g_current{&kReal};
 
