@@ -48,6 +48,7 @@ TEST(StreamReader, StreamsEndingEarlyOrBreakingTheGrammarKeepWhatCameBefore) {
       {Utf16(header, false), kBadFormat, 0, EDCT_FORMAT_UCS2BE},
       {Utf16(header, true), kBadFormat, 0, EDCT_FORMAT_UCS2LE},
       {Utf16(header, false).substr(2), kBadFormat, 0, EDCT_FORMAT_UCS2LE},
+      {"\xFF\xFF" + Utf16(header, false).substr(2), kBadFormat, 0, EDCT_FORMAT_UCS2LE},
       {"\xFF", kBadFormat, 0, EDCT_FORMAT_UCS2LE}};
   // Refused as a bad format before anything is added.
   for (const std::string &bytes : std::vector<std::string>{
@@ -80,7 +81,7 @@ TEST(StreamReader, SectionKeysAndTheirValues) {
   Writable dictionary;
   ASSERT_EQ(Read(dictionary,
                  "[Header]\nName = \"a\" = b\nDescription=\n\n   the  text \n"
-                 "Name = second\nNbrSubDct = 4\nPOS = 12\n[SubHeader]\n"
+                 "Name = second\nDescription = second\nNbrSubDct = 4\nPOS = 12\n[SubHeader]\n"
                  "Language = en\nEngine = e1\nModel = " +
                      std::string(128, 'm') +
                      "\nContent = EDCT_CONTENT_ORTHOGRAPHIC\nRepresentation = "
@@ -119,9 +120,9 @@ TEST(StreamReader, EntryKeysQuotesAndDataForms) {
       {"q\t\"say \\\"hi\\\"\"\n", u"q", {Sz("say \"hi\"")}},
       {"cr\t\"x\ry\"\r\n", u"cr", {Sz("xy")}},
       {"  spaced\t\t  five\r\n", u"spaced", {Sz("five")}},
-      {"\"\" y\"\tsix\n", u"\" y", {Sz("six")}},  // what follows a quote switch is no switch
-      {"bs\\ seven\n", u"bs", {Sz("seven")}},     // an escaped blank outside quotes ends the key
-      {"ql\t\"x\ny\"\n", u"ql", {Sz("x\ny")}},
+      {"\"\" y\"\tsix\n", u"\" y", {Sz("six")}},   // what follows a quote switch is no switch
+      {"bs\\ seven\n", u"bs", {Sz("seven")}},      // an escaped blank outside quotes ends the key
+      {"ql\t\"\n x\ny\"\n", u"ql", {Sz("x\ny")}},  // line feeds inside quotes stay but at the start
       {"\xC3\xA9\tab\0cd\n"s, u"\u00e9", {Sz("ab")}},  // a NUL ends the string it stands in
       {narrows + "three\t//one//two//three\n", u"three", {"one\0two\0three\0\0"s}},
       {"empty\t//\n", u"empty", {"\0\0"s}},

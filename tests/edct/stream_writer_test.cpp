@@ -101,8 +101,8 @@ TEST(StreamWriter, QuotingDataLinesAndRecordsThatDoNotFit) {
       {u"k", {Make(1, 2, "x")}, "", kBadFormat},
       {u"k", {Make(2, 1, "x")}, "", kBadFormat},
       {u"k", {Make(0, 3, "x")}, "", kBadFormat},
-      {u"k", {Make(7, 0, "x")}, "", kNotImplemented},
-      {u"k", {Make(2, 9, "x")}, "", kBadFormat},
+      {u"k", {Make(3, 0, "x")}, "", kNotImplemented},
+      {u"k", {Make(2, 4, "x")}, "", kBadFormat},
   };
   for (const auto &c : cases) {
     Writable dictionary;
