@@ -50,7 +50,7 @@ TEST(StreamReader, StreamsEndingEarlyOrBreakingTheGrammarKeepWhatCameBefore) {
       {Utf16(header, false).substr(2), kBadFormat, 0, EDCT_FORMAT_UCS2LE},
       {"\xFF\xFF" + Utf16(header, false).substr(2), kBadFormat, 0, EDCT_FORMAT_UCS2LE},
       {"\xFF", kBadFormat, 0, EDCT_FORMAT_UCS2LE}};
-  // Refused as a bad format before anything is added.
+  // Streams refused as a bad format with nothing added.
   for (const std::string &bytes : std::vector<std::string>{
            "[Header]", "", "\xEF\xBB\xBF[Header]\n" /* a UTF-8 mark is part of the line */,
            "[header]\n", "[Data]\n[Header]\n", header + "name = x\n", header + "Name = cut",
