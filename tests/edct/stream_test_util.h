@@ -5,11 +5,11 @@
 #include <gtest/gtest.h>
 
 #include <bit>
-#include <cstdio>
 #include <cstring>
 #include <string>
 #include <vector>
 
+#include "core/edctspi/utf8.h"
 #include "edct/edct_test_util.h"
 
 namespace stream_test {
@@ -68,47 +68,32 @@ inline std::string Write(SafeHandle dictionary, uint32_t format = EDCT_FORMAT_UT
   return sink.bytes;
 }
 
-// Stream bytes of a 16-bit text with its byte-order mark.
-inline std::string Utf16(const std::u16string &text, bool bigEndian) {
-  std::string bytes;
-  for (char16_t unit : u"\uFEFF" + text) {
-    const char high = static_cast<char>(unit >> 8), low = static_cast<char>(unit & 0xFF);
-    bytes += bigEndian ? std::string{high, low} : std::string{low, high};
-  }
+inline uint32_t CallbackError(SafeHandle dictionary) {
+  uint32_t error = 0;
+  EXPECT_EQ(edct_DctGetCallbackError(dictionary, &error), 0u);
+  return error;
+}
+
+// Stream bytes of a Latin-1 text as 16-bit units after their byte-order mark.
+inline std::string Utf16(const std::string &text, bool bigEndian) {
+  std::string bytes = bigEndian ? "\xFE\xFF" : "\xFF\xFE";
+  for (const char character : text)
+    bytes += bigEndian ? std::string{'\0', character} : std::string{character, '\0'};
   return bytes;
 }
 
-// UTF-8, each unit encoded on its own.
-inline std::string Utf8(const std::u16string &text) {
-  std::string bytes;
-  for (char16_t u : text) {
-    if (u < 0x80) {
-      bytes += static_cast<char>(u);
-    } else if (u < 0x800) {
-      bytes += {static_cast<char>(0xC0 | u >> 6), static_cast<char>(0x80 | (u & 0x3F))};
-    } else {
-      bytes += {static_cast<char>(0xE0 | u >> 12), static_cast<char>(0x80 | ((u >> 6) & 0x3F)),
-                static_cast<char>(0x80 | (u & 0x3F))};
-    }
-  }
-  return bytes;
-}
-
-inline std::u16string Widen(const std::string &ascii) {
-  return std::u16string(ascii.begin(), ascii.end());
-}
-
+// The data of a WSZ entry: the units and their terminator.
 inline std::string Bytes(const std::u16string &text) {
   return std::string(reinterpret_cast<const char *>(text.c_str()), (text.size() + 1) * 2);
 }
 
-inline std::string Narrow(const char16_t *text) {
-  return text ? Utf8(text) : "(none)";
-}
-
-// One line per entry in iterator order: key, the six attributes and the data.
+// One line per entry in iterator order: key (in UTF-8), content/representation/POS, the three
+// attributes ("-" when absent) and the data.
 inline std::vector<std::string> Dump(SafeHandle dictionary) {
   std::vector<std::string> lines;
+  const auto text = [](const char *s, size_t n = 0) {
+    return s ? std::string(s, n ? n : std::strlen(s)) : "-";
+  };
   SafeHandle iterator;
   EXPECT_EQ(edct_DctItOpen(g_vqNullHandle, dictionary, &iterator), 0u);
   uint32_t ended = 0;
@@ -117,28 +102,17 @@ inline std::vector<std::string> Dump(SafeHandle dictionary) {
     const EDCT_ENTRY *entries = nullptr;
     uint32_t count = 0;
     EXPECT_EQ(edct_DctItCurrent(iterator, &key, &entries, &count, nullptr), 0u);
-    for (const EDCT_ENTRY &e : std::vector<EDCT_ENTRY>(entries, entries + count)) {
-      char numbers[40];
-      std::snprintf(numbers, sizeof numbers, " %u/%u/%x ", e.Content, e.Representation, e.POS);
-      lines.push_back(Narrow(key) + numbers + (e.Language ? e.Language : "-") + " " +
-                      (e.Model ? std::string(e.Model, 128) : "-") + " " +
-                      (e.Engine ? e.Engine : "-") + " " +
+    std::string name(3 * std::char_traits<char16_t>::length(key) + 1, '\0');
+    name.resize(sc::edct::WcsToUTF8(key, name.data()) - 1);
+    for (const EDCT_ENTRY &e : std::vector<EDCT_ENTRY>(entries, entries + count))
+      lines.push_back(name + " " + std::to_string(e.Content) + "/" +
+                      std::to_string(e.Representation) + "/" + std::to_string(e.POS) + " " +
+                      text(e.Language) + " " + text(e.Model, 128) + " " + text(e.Engine) + " " +
                       std::string(static_cast<const char *>(e.Data), e.DataSize));
-    }
     EXPECT_EQ(edct_DctItIncrement(iterator), 0u);
   }
   EXPECT_EQ(edct_DctItClose(iterator), 0u);
   return lines;
-}
-
-// Name, Description and the entry count.
-inline std::string Info(SafeHandle dictionary) {
-  EDCT_INFO info{};
-  EXPECT_EQ(edct_DctGetInfo(dictionary, &info), 0u);
-  const std::string text =
-      Narrow(info.Name) + "|" + Narrow(info.Description) + "|" + std::to_string(info.NbrEntries);
-  EXPECT_EQ(edct_DctFreeInfo(dictionary, &info), 0u);
-  return text;
 }
 
 // The worked example as the writer writes it and the reader reads it.
