@@ -1,29 +1,37 @@
-// An open-addressing hash set split into shards, each with its own lock, so that lookups
-// from many threads rarely meet on one lock.
+// An open-addressing hash set split into shards. Lookups take no lock: they read the slots
+// with atomic loads. Changes take the shard's lock. A table that grows is replaced, and the
+// old one is kept (on a list, for the life of the process) because a lookup may still be
+// reading it; the tables double, so what is kept never exceeds the size of the newest.
 #include "foundation/live_set.h"
 
 #include <pthread.h>
 
+#include <atomic>
 #include <cstddef>
 #include <cstdlib>
 
 namespace sc::live {
 namespace {
 
-struct Slot {
-  uintptr_t object;  // 0: empty; 1: deleted
-  uint32_t kind;
-};
-
 constexpr uintptr_t kEmpty = 0;
 constexpr uintptr_t kDeleted = 1;
 constexpr size_t kShards = 16;
 
+struct Slot {
+  std::atomic<uintptr_t> object;  // kEmpty, kDeleted or an object
+  std::atomic<uint32_t> kind;     // written before the object, read after it
+};
+
+struct Table {
+  size_t capacity;  // a power of two
+  Table *retired;   // the table this one replaced
+  Slot slots[1];
+};
+
 struct Shard {
   pthread_mutex_t mutex = PTHREAD_MUTEX_INITIALIZER;
-  Slot *slots = nullptr;
-  size_t capacity = 0;  // a power of two
-  size_t used = 0;      // live plus deleted slots
+  std::atomic<Table *> table{nullptr};
+  size_t used = 0;  // live plus deleted slots; guarded by mutex
 };
 
 Shard g_shards[kShards];
@@ -40,38 +48,49 @@ Shard &ShardOf(uintptr_t object) {
   return g_shards[(object >> 4) % kShards];
 }
 
-Slot *Find(Shard &shard, uintptr_t object, uint32_t kind) {
-  if (!shard.capacity) return nullptr;
-  const size_t mask = shard.capacity - 1;
+Slot *Find(Table *table, uintptr_t object, uint32_t kind) {
+  if (!table) return nullptr;
+  const size_t mask = table->capacity - 1;
   for (size_t i = Hash(object, kind) & mask;; i = (i + 1) & mask) {
-    Slot &slot = shard.slots[i];
-    if (slot.object == kEmpty) return nullptr;
-    if (slot.object == object && slot.kind == kind) return &slot;
+    Slot &slot = table->slots[i];
+    const uintptr_t held = slot.object.load(std::memory_order_acquire);
+    if (held == kEmpty) return nullptr;
+    if (held == object && slot.kind.load(std::memory_order_relaxed) == kind) return &slot;
   }
 }
 
-void Insert(Slot *slots, size_t capacity, uintptr_t object, uint32_t kind) {
-  const size_t mask = capacity - 1;
+void Insert(Table *table, uintptr_t object, uint32_t kind) {
+  const size_t mask = table->capacity - 1;
   size_t i = Hash(object, kind) & mask;
-  while (slots[i].object > kDeleted)
+  while (table->slots[i].object.load(std::memory_order_relaxed) > kDeleted)
     i = (i + 1) & mask;
-  slots[i] = {object, kind};
+  table->slots[i].kind.store(kind, std::memory_order_relaxed);
+  table->slots[i].object.store(object, std::memory_order_release);
 }
 
+Table *NewTable(size_t capacity) {
+  // Zeroed memory is a table of empty slots.
+  auto *table =
+      static_cast<Table *>(std::calloc(1, offsetof(Table, slots) + capacity * sizeof(Slot)));
+  if (table) table->capacity = capacity;
+  return table;
+}
+
+// Replaces the shard's table by one twice as large holding its live entries.
 bool Grow(Shard &shard) {
-  const size_t capacity = shard.capacity ? shard.capacity * 2 : 64;
-  auto *slots = static_cast<Slot *>(std::calloc(capacity, sizeof(Slot)));
-  if (!slots) return false;
+  Table *old = shard.table.load(std::memory_order_relaxed);
+  Table *grown = NewTable(old ? old->capacity * 2 : 64);
+  if (!grown) return false;
   size_t used = 0;
-  for (size_t i = 0; i < shard.capacity; ++i) {
-    if (shard.slots[i].object > kDeleted) {
-      Insert(slots, capacity, shard.slots[i].object, shard.slots[i].kind);
+  for (size_t i = 0; old && i < old->capacity; ++i) {
+    const uintptr_t object = old->slots[i].object.load(std::memory_order_relaxed);
+    if (object > kDeleted) {
+      Insert(grown, object, old->slots[i].kind.load(std::memory_order_relaxed));
       ++used;
     }
   }
-  std::free(shard.slots);
-  shard.slots = slots;
-  shard.capacity = capacity;
+  grown->retired = old;
+  shard.table.store(grown, std::memory_order_release);
   shard.used = used;
   return true;
 }
@@ -84,10 +103,11 @@ bool Add(const void *object, uint32_t kind) {
   Shard &shard = ShardOf(key);
   pthread_mutex_lock(&shard.mutex);
   bool ok = true;
-  if (!Find(shard, key, kind)) {
-    if ((shard.used + 1) * 2 > shard.capacity) ok = Grow(shard);
+  if (!Find(shard.table.load(std::memory_order_relaxed), key, kind)) {
+    Table *table = shard.table.load(std::memory_order_relaxed);
+    if (!table || (shard.used + 1) * 2 > table->capacity) ok = Grow(shard);
     if (ok) {
-      Insert(shard.slots, shard.capacity, key, kind);
+      Insert(shard.table.load(std::memory_order_relaxed), key, kind);
       ++shard.used;
     }
   }
@@ -99,17 +119,15 @@ void Remove(const void *object, uint32_t kind) {
   const auto key = reinterpret_cast<uintptr_t>(object);
   Shard &shard = ShardOf(key);
   pthread_mutex_lock(&shard.mutex);
-  if (Slot *slot = Find(shard, key, kind)) slot->object = kDeleted;
+  if (Slot *slot = Find(shard.table.load(std::memory_order_relaxed), key, kind))
+    slot->object.store(kDeleted, std::memory_order_release);
   pthread_mutex_unlock(&shard.mutex);
 }
 
 bool Contains(const void *object, uint32_t kind) {
   const auto key = reinterpret_cast<uintptr_t>(object);
-  Shard &shard = ShardOf(key);
-  pthread_mutex_lock(&shard.mutex);
-  const bool found = Find(shard, key, kind) != nullptr;
-  pthread_mutex_unlock(&shard.mutex);
-  return found;
+  if (key <= kDeleted) return false;
+  return Find(ShardOf(key).table.load(std::memory_order_acquire), key, kind) != nullptr;
 }
 
 }  // namespace sc::live
