@@ -7,7 +7,7 @@
 #include <tuple>
 
 #include "debug/dbg_fixture.h"
-#include "edct/edct_test_util.h"
+#include "dictionary/edct_test_util.h"
 #include "tools/run_tool.h"
 
 namespace {

@@ -6,7 +6,7 @@
 #include <tuple>
 #include <vector>
 
-#include "core/edctspi/dictionary.h"
+#include "dictionary/dictionary.h"
 #include "edct_test_util.h"
 #include "foundation/alloc.h"
 #include "foundation/resource.h"

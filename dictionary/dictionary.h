@@ -4,9 +4,9 @@
 
 #include <cstdint>
 
-#include "core/edctspi/entry_store.h"
-#include "core/edctspi/guarded.h"
-#include "core/edctspi/image_layout.h"
+#include "dictionary/entry_store.h"
+#include "dictionary/guarded.h"
+#include "dictionary/image_layout.h"
 #include "sc_edct.h"
 #include "sc_srvspi.h"
 

@@ -1,14 +1,14 @@
 // The archive writer (one routine for the measuring and the filling pass over a memory
 // block) and the loader that copies an image into a writable dictionary.
-#include "core/edctspi/archive.h"
+#include "dictionary/archive.h"
 
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <string>
 
-#include "core/edctspi/codes.h"
-#include "core/edctspi/utf8.h"
+#include "dictionary/codes.h"
+#include "dictionary/utf8.h"
 #include "foundation/codes.h"
 #include "sc_heap.h"
 #include "sc_srvspi.h"

@@ -3,7 +3,7 @@
 #include <random>
 #include <string>
 
-#include "core/edctspi/utf8.h"
+#include "dictionary/utf8.h"
 
 namespace sc::edct {
 namespace {

@@ -1,4 +1,4 @@
-#include "core/edctspi/utf8.h"
+#include "dictionary/utf8.h"
 
 namespace sc::edct {
 namespace {

@@ -1,9 +1,9 @@
-#include "core/edctspi/entry_store.h"
+#include "dictionary/entry_store.h"
 
 #include <cstring>
 #include <string>
 
-#include "core/edctspi/codes.h"
+#include "dictionary/codes.h"
 #include "sc_heap.h"
 
 namespace sc::edct {

@@ -3,10 +3,10 @@
 #include <cstring>
 #include <string>
 
-#include "core/edctspi/codes.h"
-#include "core/edctspi/dictionary.h"
-#include "core/edctspi/image_view.h"
-#include "core/edctspi/utf8.h"
+#include "dictionary/codes.h"
+#include "dictionary/dictionary.h"
+#include "dictionary/image_view.h"
+#include "dictionary/utf8.h"
 #include "foundation/codes.h"
 #include "foundation/live_set.h"
 #include "foundation/resource.h"

@@ -5,7 +5,7 @@
 
 #include <cstdint>
 
-#include "core/edctspi/dictionary.h"
+#include "dictionary/dictionary.h"
 
 namespace sc::edct {
 

@@ -6,7 +6,7 @@
 #include <cstdint>
 #include <string_view>
 
-#include "core/edctspi/codes.h"
+#include "dictionary/codes.h"
 #include "sc_dbg.h"
 #include "sc_edct.h"
 
@@ -44,6 +44,8 @@ class Tracer {
  public:
   static constexpr const char *kModule = "EDCTSPI";
   static constexpr const char *kSubmodule = "DctStrm";
+  // The unit's name in trace lines is the stream module's established source-file string,
+  // independent of where this folder sits.
   static constexpr const char *kFile = "core/edctspi/dctstrm/src/stream";
 
   Tracer() : active_(dbg_SubModActive(kModule, kSubmodule) == 1) {}

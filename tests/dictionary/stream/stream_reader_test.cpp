@@ -1,7 +1,7 @@
 // The text stream reader through edct_DctReadStream.
 #include <gtest/gtest.h>
 
-#include "edct/stream_test_util.h"
+#include "dictionary/stream/stream_test_util.h"
 
 namespace {
 

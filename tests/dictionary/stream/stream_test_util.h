@@ -9,8 +9,8 @@
 #include <string>
 #include <vector>
 
-#include "core/edctspi/utf8.h"
-#include "edct/edct_test_util.h"
+#include "dictionary/utf8.h"
+#include "dictionary/edct_test_util.h"
 
 namespace stream_test {
 

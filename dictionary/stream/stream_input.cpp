@@ -1,11 +1,11 @@
 // Buffered input from the ReadStream callback and the tokenizer of the text stream reader.
-#include "core/edctspi/dctstrm/src/stream_input.h"
+#include "dictionary/stream/stream_input.h"
 
 #include <cstring>
 
-#include "core/edctspi/codes.h"
-#include "core/edctspi/dctstrm/src/stream_common.h"
-#include "core/edctspi/utf8.h"
+#include "dictionary/codes.h"
+#include "dictionary/stream/stream_common.h"
+#include "dictionary/utf8.h"
 
 namespace sc::edct::stream {
 namespace {

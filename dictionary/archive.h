@@ -2,7 +2,7 @@
 // writable dictionary.
 #pragma once
 
-#include "core/edctspi/dictionary.h"
+#include "dictionary/dictionary.h"
 
 namespace sc::edct {
 

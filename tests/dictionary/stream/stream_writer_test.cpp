@@ -7,7 +7,7 @@
 #include <regex>
 
 #include "debug/dbg_fixture.h"
-#include "edct/stream_test_util.h"
+#include "dictionary/stream/stream_test_util.h"
 #include "test_util.h"
 
 namespace {

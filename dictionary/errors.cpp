@@ -1,5 +1,5 @@
 // Texts of the dictionaries' reasons, and the delegation to the families they build on.
-#include "core/edctspi/codes.h"
+#include "dictionary/codes.h"
 #include "foundation/error_text.h"
 #include "foundation/result.h"
 #include "sc_critsec.h"

@@ -1,13 +1,13 @@
 // Dictionaries: the C API of opening, changing, searching and closing one dictionary.
-#include "core/edctspi/dictionary.h"
+#include "dictionary/dictionary.h"
 
 #include <cstring>
 #include <optional>
 #include <string>
 
-#include "core/edctspi/archive.h"
-#include "core/edctspi/codes.h"
-#include "core/edctspi/image_view.h"
+#include "dictionary/archive.h"
+#include "dictionary/codes.h"
+#include "dictionary/image_view.h"
 #include "foundation/codes.h"
 #include "foundation/live_set.h"
 #include "foundation/resource.h"

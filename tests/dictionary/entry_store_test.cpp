@@ -6,8 +6,8 @@
 #include <string>
 #include <vector>
 
-#include "core/edctspi/codes.h"
-#include "core/edctspi/entry_store.h"
+#include "dictionary/codes.h"
+#include "dictionary/entry_store.h"
 #include "foundation/resource.h"
 #include "test_util.h"
 

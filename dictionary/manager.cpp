@@ -1,7 +1,7 @@
 // Dictionary managers: an ordered list of registered dictionaries, searched from the first;
 // the first that holds entries for a key answers. Lock order: manager, then dictionary.
-#include "core/edctspi/codes.h"
-#include "core/edctspi/dictionary.h"
+#include "dictionary/codes.h"
+#include "dictionary/dictionary.h"
 #include "foundation/codes.h"
 #include "foundation/live_set.h"
 #include "foundation/resource.h"

@@ -1,10 +1,10 @@
-#include "core/edctspi/image_view.h"
+#include "dictionary/image_view.h"
 
 #include <cstdlib>
 #include <cstring>
 
-#include "core/edctspi/codes.h"
-#include "core/edctspi/utf8.h"
+#include "dictionary/codes.h"
+#include "dictionary/utf8.h"
 #include "sc_heap.h"
 
 namespace sc::edct {

@@ -3,11 +3,11 @@
 // operations, so its Notify callback sees every entry added.
 #include <cstring>
 
-#include "core/edctspi/codes.h"
-#include "core/edctspi/dctstrm/src/stream_common.h"
-#include "core/edctspi/dctstrm/src/stream_input.h"
-#include "core/edctspi/dictionary.h"
-#include "core/edctspi/utf8.h"
+#include "dictionary/codes.h"
+#include "dictionary/stream/stream_common.h"
+#include "dictionary/stream/stream_input.h"
+#include "dictionary/dictionary.h"
+#include "dictionary/utf8.h"
 #include "sc_heap.h"
 
 namespace sc::edct::stream {

@@ -3,7 +3,7 @@
 
 #include <cstdint>
 
-#include "core/edctspi/codes.h"
+#include "dictionary/codes.h"
 #include "foundation/codes.h"
 #include "foundation/live_set.h"
 #include "foundation/resource.h"

@@ -6,7 +6,7 @@
 #include <utility>
 #include <vector>
 
-#include "core/edctspi/dictionary.h"
+#include "dictionary/dictionary.h"
 #include "edct_test_util.h"
 #include "speechcommon.h"
 
