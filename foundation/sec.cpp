@@ -1,5 +1,4 @@
 // Guarded objects: a type tag, a re-entrant lock and a small state machine, kept by value.
-#include "foundation/codes.h"
 #include "foundation/lock_record.h"
 #include "sc_critsec.h"
 #include "sc_heap.h"
@@ -12,8 +11,6 @@ struct SecCore {
 };
 
 namespace {
-
-using namespace sc::code;
 
 bool Usable(uint32_t magic, uint32_t expected, const SecCore *core) {
   return magic == expected && core != nullptr;
@@ -44,12 +41,12 @@ SC_API VQRESULT srvspi_SecExOpen(ResourceHandle resourceHandle, uint32_t owner,
   Resource *resource = nullptr;
   const VQRESULT resolved = InitRsrcFunction(resourceHandle, &resource);
   if (resolved) return resolved;
-  if (!out) return kSecNullPointer;
+  if (!out) return SRVSPI_E_SEC_NULL_POINTER;
   out->resource = resource;
   out->magic = SECEX_MAGIC;
   out->core = nullptr;
   auto *core = static_cast<SecCore *>(heap_Alloc(resource->heap, sizeof(SecCore)));
-  if (!core) return kSecNoMemory;
+  if (!core) return SRVSPI_E_SEC_OUT_OF_MEMORY;
   core->state = initialState;
   core->holders = 0;
   const VQRESULT opened = critsec_ObjOpen(resource->lock, resource->heap, 1, &core->lock);
@@ -63,8 +60,8 @@ SC_API VQRESULT srvspi_SecExOpen(ResourceHandle resourceHandle, uint32_t owner,
 }
 
 SC_API VQRESULT srvspi_SecExClose(SecExObject *object) {
-  if (!object) return kSecNullPointer;
-  if (!Usable(object->magic, SECEX_MAGIC, object->core)) return kSecInvalidHandle;
+  if (!object) return SRVSPI_E_SEC_NULL_POINTER;
+  if (!Usable(object->magic, SECEX_MAGIC, object->core)) return SRVSPI_E_SEC_INVALID_HANDLE;
   const VQRESULT closed = critsec_ObjClose(object->core->lock);
   if (closed) return closed;
   heap_Free(object->resource->heap, object->core);
@@ -75,31 +72,31 @@ SC_API VQRESULT srvspi_SecExClose(SecExObject *object) {
 }
 
 SC_API VQRESULT srvspi_SecExValidate(SecExObject object, uint32_t owner) {
-  if (!Usable(object.magic, SECEX_MAGIC, object.core)) return kSecInvalidHandle;
-  return object.owner == owner ? 0 : kSecInvalidHandle;
+  if (!Usable(object.magic, SECEX_MAGIC, object.core)) return SRVSPI_E_SEC_INVALID_HANDLE;
+  return object.owner == owner ? 0 : SRVSPI_E_SEC_INVALID_HANDLE;
 }
 
 SC_API VQRESULT srvspi_SecExGetState(SecExObject object, uint32_t *state) {
-  if (!state) return kSecNullPointer;
-  if (!Usable(object.magic, SECEX_MAGIC, object.core)) return kSecInvalidHandle;
+  if (!state) return SRVSPI_E_SEC_NULL_POINTER;
+  if (!Usable(object.magic, SECEX_MAGIC, object.core)) return SRVSPI_E_SEC_INVALID_HANDLE;
   *state = object.core->state;
   return 0;
 }
 
 SC_API VQRESULT srvspi_SecExLock(SecExObject object) {
-  if (!Usable(object.magic, SECEX_MAGIC, object.core)) return kSecInvalidHandle;
+  if (!Usable(object.magic, SECEX_MAGIC, object.core)) return SRVSPI_E_SEC_INVALID_HANDLE;
   return critsec_Enter(object.core->lock);
 }
 
 SC_API VQRESULT srvspi_SecExUnlock(SecExObject object) {
-  if (!Usable(object.magic, SECEX_MAGIC, object.core)) return kSecInvalidHandle;
+  if (!Usable(object.magic, SECEX_MAGIC, object.core)) return SRVSPI_E_SEC_INVALID_HANDLE;
   return critsec_Leave(object.core->lock);
 }
 
 SC_API VQRESULT srvspi_SecExToState(SecExObject object, const uint32_t *allowed, uint32_t count,
                                     uint32_t newState, uint32_t *oldState) {
-  if (!allowed && count != 0) return kSecInvalidArgument;
-  if (!Usable(object.magic, SECEX_MAGIC, object.core)) return kSecInvalidHandle;
+  if (!allowed && count != 0) return SRVSPI_E_SEC_INVALID_ARGUMENT;
+  if (!Usable(object.magic, SECEX_MAGIC, object.core)) return SRVSPI_E_SEC_INVALID_HANDLE;
   const VQRESULT entered = critsec_Enter(object.core->lock);
   if (entered) return entered;
   const uint32_t current = object.core->state;
@@ -109,14 +106,14 @@ SC_API VQRESULT srvspi_SecExToState(SecExObject object, const uint32_t *allowed,
     permitted = allowed[i] == current;
   if (permitted) object.core->state = newState;
   critsec_Leave(object.core->lock);
-  return permitted ? 0 : kSecWrongState;
+  return permitted ? 0 : SRVSPI_E_SEC_WRONG_STATE;
 }
 
 SC_API VQRESULT srvspi_SecOpen(ResourceHandle resourceHandle, uint32_t owner, SecObject *out) {
   Resource *resource = nullptr;
   const VQRESULT resolved = InitRsrcFunction(resourceHandle, &resource);
   if (resolved) return resolved;
-  if (!out) return kSecNullPointer;
+  if (!out) return SRVSPI_E_SEC_NULL_POINTER;
   SecExObject ex;
   const VQRESULT opened = srvspi_SecExOpen(resourceHandle, owner, SEC_STATE_FREE, &ex);
   if (opened) return opened;
@@ -128,8 +125,8 @@ SC_API VQRESULT srvspi_SecOpen(ResourceHandle resourceHandle, uint32_t owner, Se
 }
 
 SC_API VQRESULT srvspi_SecClose(SecObject *object) {
-  if (!object) return kSecNullPointer;
-  if (!Usable(object->magic, SEC_MAGIC, object->core)) return kSecInvalidHandle;
+  if (!object) return SRVSPI_E_SEC_NULL_POINTER;
+  if (!Usable(object->magic, SEC_MAGIC, object->core)) return SRVSPI_E_SEC_INVALID_HANDLE;
   SecExObject ex = AsEx(*object);
   const VQRESULT closed = srvspi_SecExClose(&ex);
   if (closed) return closed;
@@ -140,27 +137,27 @@ SC_API VQRESULT srvspi_SecClose(SecObject *object) {
 }
 
 SC_API VQRESULT srvspi_SecValidate(SecObject object, uint32_t owner) {
-  if (!Usable(object.magic, SEC_MAGIC, object.core)) return kSecInvalidHandle;
+  if (!Usable(object.magic, SEC_MAGIC, object.core)) return SRVSPI_E_SEC_INVALID_HANDLE;
   return srvspi_SecExValidate(AsEx(object), owner);
 }
 
 // The lock round trip of every guarded operation: straight to the lock record.
 SC_API VQRESULT srvspi_SecLock(SecObject object) {
-  if (!Usable(object.magic, SEC_MAGIC, object.core)) return kSecInvalidHandle;
+  if (!Usable(object.magic, SEC_MAGIC, object.core)) return SRVSPI_E_SEC_INVALID_HANDLE;
   sc::plat::LockEnter(&sc::RecordOf(object.core->lock)->lock);
   return 0;
 }
 
 SC_API VQRESULT srvspi_SecUnlock(SecObject object) {
-  if (!Usable(object.magic, SEC_MAGIC, object.core)) return kSecInvalidHandle;
+  if (!Usable(object.magic, SEC_MAGIC, object.core)) return SRVSPI_E_SEC_INVALID_HANDLE;
   sc::plat::LockLeave(&sc::RecordOf(object.core->lock)->lock);
   return 0;
 }
 
 SC_API VQRESULT srvspi_SecToBusy(SecObject object) {
-  if (!Usable(object.magic, SEC_MAGIC, object.core)) return kSecInvalidHandle;
+  if (!Usable(object.magic, SEC_MAGIC, object.core)) return SRVSPI_E_SEC_INVALID_HANDLE;
   CoreLock hold(object.core);
-  if (object.core->holders != 0) return kSecHeld;
+  if (object.core->holders != 0) return SRVSPI_E_SEC_READ_ONLY;
   static constexpr uint32_t kFromFree[] = {SEC_STATE_FREE};
   const VQRESULT changed = srvspi_SecExToState(AsEx(object), kFromFree, 1, SEC_STATE_BUSY, nullptr);
   if (changed) return changed;
@@ -169,24 +166,24 @@ SC_API VQRESULT srvspi_SecToBusy(SecObject object) {
 }
 
 SC_API VQRESULT srvspi_SecToReadOnly(SecObject object) {
-  if (!Usable(object.magic, SEC_MAGIC, object.core)) return kSecInvalidHandle;
+  if (!Usable(object.magic, SEC_MAGIC, object.core)) return SRVSPI_E_SEC_INVALID_HANDLE;
   CoreLock hold(object.core);
   uint32_t state = 0;
   const VQRESULT got = srvspi_SecExGetState(AsEx(object), &state);
   if (got) return got;
-  if (state == SEC_STATE_BUSY) return kSecHeld;
+  if (state == SEC_STATE_BUSY) return SRVSPI_E_SEC_READ_ONLY;
   ++object.core->holders;
   return 0;
 }
 
 SC_API VQRESULT srvspi_SecToFree(SecObject object) {
-  if (!Usable(object.magic, SEC_MAGIC, object.core)) return kSecInvalidHandle;
+  if (!Usable(object.magic, SEC_MAGIC, object.core)) return SRVSPI_E_SEC_INVALID_HANDLE;
   CoreLock hold(object.core);
   uint32_t state = 0;
   const VQRESULT got = srvspi_SecExGetState(AsEx(object), &state);
   if (got) return got;
   // With no hold outstanding there is nothing to give back; the count must not wrap.
-  if (object.core->holders == 0) return kSecWrongState;
+  if (object.core->holders == 0) return SRVSPI_E_SEC_WRONG_STATE;
   if (state == SEC_STATE_BUSY) {
     static constexpr uint32_t kFromBusy[] = {SEC_STATE_BUSY};
     const VQRESULT changed =
@@ -198,7 +195,7 @@ SC_API VQRESULT srvspi_SecToFree(SecObject object) {
 }
 
 SC_API VQRESULT srvspi_SpiGetVersion(uint32_t *version) {
-  if (!version) return kArrayBadArgument;
+  if (!version) return SRVSPI_E_ARRAY_INVALID_ARGUMENT;
   *version = 0x01000003u;
   return 0;
 }
