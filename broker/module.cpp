@@ -39,7 +39,7 @@ void FreeModule(HeapInstance heap, Module *module) {
 
 // Unloads the module of the engine (addon null) or of the add-on. An add-on that lived in its
 // engine's library takes the engine's module with it when nothing else holds that one.
-void Unload(BrkClass *cls, Engine *engine, Addon *addon) {
+void Unload(BrkClass *cls, Engine *engine, Addon *addon) SC_REQUIRES(*cls) {
   Module *&field = ModuleField(engine, addon);
   Module *module = field;
   if (!module) return;
@@ -102,8 +102,7 @@ VQRESULT Attach(BrkObject *object, const char16_t *path, Engine *host, Tag *tags
 }
 
 // Loads the module of the engine (addon null) or of the add-on, unless it is loaded already.
-// Runs under the class lock.
-VQRESULT Load(BrkObject *object, Engine *engine, Addon *addon) {
+VQRESULT Load(BrkObject *object, Engine *engine, Addon *addon) SC_REQUIRES(*object->cls) {
   Module *&field = ModuleField(engine, addon);
   if (field) return 0;
   char16_t *path = nullptr;
@@ -194,7 +193,7 @@ SC_API VQRESULT brk_InterfaceQuery(BrkObject *object, const char *brokerString, 
   if (result) return result;
   if (!engine && !addon) return BRK_E_BROKER_STRING_NOT_FOUND;
 
-  sc::brk::ClassLock lock(cls);
+  sc::brk::ClassLock lock(object->cls);
   result = sc::brk::Load(object, engine, addon);
   Module *module = addon ? addon->module : engine->module;
   if (!module) return result;
@@ -213,7 +212,7 @@ SC_API VQRESULT brk_InterfaceQuery(BrkObject *object, const char *brokerString, 
       if (!entry) result = BRK_E_OUT_OF_MEMORY;
     }
     if (result) {
-      if (module->useCount == 0) sc::brk::Unload(cls, engine, addon);
+      if (module->useCount == 0) sc::brk::Unload(object->cls, engine, addon);
       return result;
     }
     entry->id = interfaceId;

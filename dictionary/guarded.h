@@ -11,7 +11,10 @@
 
 namespace sc::edct {
 
-// Holds a guarded object's lock for one scope.
+// Holds a guarded object's lock for one scope. It carries no thread-safety annotations: the
+// lock is taken through srvspi_SecLock on a guard whose core is opaque here, the taking may be
+// refused (result()), and BeginChange keeps the guard in an optional; the analysis can follow
+// none of these, so the data of dictionaries, iterators and managers is not annotated either.
 class GuardLock {
  public:
   explicit GuardLock(const SecObject &guard) : guard_(guard), result_(srvspi_SecLock(guard)) {}
