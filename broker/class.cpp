@@ -1,10 +1,10 @@
 // Classes and objects: opening a registry over a root directory, opening objects on its
 // engines, and the counts that keep either from closing while something is in use.
-#include "broker/codes.h"
 #include "broker/records.h"
 #include "broker/registry.h"
 #include "broker/text.h"
 #include "foundation/live_set.h"
+#include "sc_brk.h"
 #include "sc_critsec.h"
 #include "sc_rsrc.h"
 
@@ -34,7 +34,6 @@ bool IsOpen(const BrkData *data) {
 
 namespace {
 
-using namespace sc::code;
 using sc::brk::Addon;
 using sc::brk::ClassLock;
 using sc::brk::Engine;
@@ -55,11 +54,11 @@ VQRESULT FinishClassOpen(BrkClass *cls, const char *rootDirectory, BrkClass **ou
   cls->rootDirectory = sc::brk::WideFromBytes(cls->heap, rootDirectory);
   if (!cls->rootDirectory) {
     DestroyClass(cls);
-    return kBrkUnexpected;
+    return BRK_E_UNEXPECTED;
   }
   if (!sc::live::Add(cls, sc::brk::kClassKind)) {
     DestroyClass(cls);
-    return kBrkNoMemory;
+    return BRK_E_OUT_OF_MEMORY;
   }
   // What the scans find is the registry; a scan cut short leaves it as far as it came.
   sc::brk::ScanEngines(cls);
@@ -85,9 +84,9 @@ extern "C" {
 
 SC_API VQRESULT brk_ClassOpen(BrkClass **out, const char *rootDirectory, HeapInstance heap,
                               LockValue lock, BrkResolveCallback classCallback) {
-  if (!out) return kBrkMissingArgument;
+  if (!out) return BRK_E_INVALID_ARGUMENT;
   auto *cls = sc::brk::NewRecord<BrkClass>(heap);
-  if (!cls) return kBrkNoMemory;
+  if (!cls) return BRK_E_OUT_OF_MEMORY;
   cls->heap = heap;
   cls->ownsLock = 0;
   cls->lock = lock;
@@ -97,16 +96,16 @@ SC_API VQRESULT brk_ClassOpen(BrkClass **out, const char *rootDirectory, HeapIns
 
 SC_API VQRESULT brk_ClassOpenEx(BrkClass **out, const char *rootDirectory, ResourceHandle resource,
                                 BrkResolveCallback classCallback) {
-  if (!out) return kBrkMissingArgument;
+  if (!out) return BRK_E_INVALID_ARGUMENT;
   Resource *found = nullptr;
-  if (InitRsrcFunction(resource, &found)) return kBrkUnexpected;
+  if (InitRsrcFunction(resource, &found)) return BRK_E_UNEXPECTED;
   auto *cls = sc::brk::NewRecord<BrkClass>(found->heap);
-  if (!cls) return kBrkNoMemory;
+  if (!cls) return BRK_E_OUT_OF_MEMORY;
   cls->heap = found->heap;
   cls->classCallback = classCallback;
   if (critsec_ObjOpen(found->lock, found->heap, 0, &cls->lock)) {
     heap_Free(cls->heap, cls);
-    return kBrkUnexpected;
+    return BRK_E_UNEXPECTED;
   }
   cls->ownsLock = 1;
   return FinishClassOpen(cls, rootDirectory, out);
@@ -114,13 +113,13 @@ SC_API VQRESULT brk_ClassOpenEx(BrkClass **out, const char *rootDirectory, Resou
 
 SC_API VQRESULT brk_ClassClose(BrkClass *cls) {
   if (!cls) return 0;
-  if (!sc::brk::IsOpen(cls)) return kBrkMissingArgument;
-  if (cls->objectCount > 0) return kBrkStillInUse;
+  if (!sc::brk::IsOpen(cls)) return BRK_E_INVALID_ARGUMENT;
+  if (cls->objectCount > 0) return BRK_E_STILL_IN_USE;
   for (Addon *addon = cls->sharedAddons.load(std::memory_order_acquire); addon;
        addon = addon->next.load(std::memory_order_acquire))
-    if (InUse(addon)) return kBrkStillInUse;
+    if (InUse(addon)) return BRK_E_STILL_IN_USE;
   for (Engine *engine = cls->engines; engine; engine = engine->next)
-    if (engine->addons.load(std::memory_order_acquire)) return kBrkStillInUse;
+    if (engine->addons.load(std::memory_order_acquire)) return BRK_E_STILL_IN_USE;
   sc::live::Remove(cls, sc::brk::kClassKind);
   DestroyClass(cls);
   return 0;
@@ -128,24 +127,24 @@ SC_API VQRESULT brk_ClassClose(BrkClass *cls) {
 
 SC_API VQRESULT brk_ObjOpen(BrkObject **out, const char *brokerString, const char *language,
                             BrkClass *cls, BrkResolveCallback objectCallback) {
-  if (!out) return kBrkMissingArgument;
+  if (!out) return BRK_E_INVALID_ARGUMENT;
   *out = nullptr;
-  if (!sc::brk::IsOpen(cls)) return kBrkMissingArgument;
+  if (!sc::brk::IsOpen(cls)) return BRK_E_INVALID_ARGUMENT;
   auto *object = sc::brk::NewRecord<BrkObject>(cls->heap);
-  if (!object) return kBrkNoMemory;
+  if (!object) return BRK_E_OUT_OF_MEMORY;
   object->cls = cls;
   object->objectCallback = objectCallback;
   if (brokerString && *brokerString) {
     char16_t *wide = sc::brk::WideFromBytes(cls->heap, brokerString);
     if (!wide) {
       heap_Free(cls->heap, object);
-      return kBrkUnexpected;
+      return BRK_E_UNEXPECTED;
     }
     object->engine = sc::brk::FindEngine(cls, sc::brk::View(wide));
     heap_Free(cls->heap, wide);
     if (!object->engine) {
       heap_Free(cls->heap, object);
-      return kBrkNoEngine;
+      return BRK_E_ENGINE_NOT_FOUND;
     }
   }
   // The language and the live entry come before the counts, so that a failure of either
@@ -154,13 +153,13 @@ SC_API VQRESULT brk_ObjOpen(BrkObject **out, const char *brokerString, const cha
     object->language = sc::brk::WideFromBytes(cls->heap, language);
     if (!object->language) {
       heap_Free(cls->heap, object);
-      return kBrkUnexpected;
+      return BRK_E_UNEXPECTED;
     }
   }
   if (!sc::live::Add(object, sc::brk::kObjectKind)) {
     heap_Free(cls->heap, object->language);
     heap_Free(cls->heap, object);
-    return kBrkNoMemory;
+    return BRK_E_OUT_OF_MEMORY;
   }
   {
     ClassLock lock(cls);
@@ -180,19 +179,19 @@ SC_API VQRESULT brk_ObjOpen(BrkObject **out, const char *brokerString, const cha
 
 SC_API VQRESULT brk_ObjClose(BrkObject *object) {
   if (!object) return 0;
-  if (!sc::brk::IsOpen(object)) return kBrkMissingArgument;
+  if (!sc::brk::IsOpen(object)) return BRK_E_INVALID_ARGUMENT;
   BrkClass *cls = object->cls;
   ClassLock lock(cls);
   Engine *engine = object->engine;
   if (engine) {
-    if (engine->objectCount == 0) return kBrkUnexpected;
+    if (engine->objectCount == 0) return BRK_E_UNEXPECTED;
     if (engine->objectCount == 1) {
       // The last object on the engine takes the engine's add-ons with it, which is only
       // possible when nothing of the engine is held any more.
       Addon *addons = engine->addons.load(std::memory_order_acquire);
-      if (engine->module) return kBrkStillInUse;
+      if (engine->module) return BRK_E_STILL_IN_USE;
       for (Addon *addon = addons; addon; addon = addon->next.load(std::memory_order_acquire))
-        if (InUse(addon)) return kBrkStillInUse;
+        if (InUse(addon)) return BRK_E_STILL_IN_USE;
       engine->addons.store(nullptr, std::memory_order_release);
       sc::brk::FreeAddons(cls->heap, addons);
     }

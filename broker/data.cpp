@@ -1,14 +1,13 @@
 // Data blocks and tags: named blocks of add-on files opened through one shared, counted handle
 // per block, mapped in ranges, and the header values of engines, add-ons and blocks.
-#include "broker/codes.h"
 #include "broker/records.h"
 #include "broker/registry.h"
 #include "broker/text.h"
 #include "foundation/live_set.h"
+#include "sc_brk.h"
 
 namespace {
 
-using namespace sc::code;
 using sc::brk::Addon;
 using sc::brk::View;
 
@@ -37,7 +36,7 @@ VQRESULT OpenNewData(BrkClass *cls, Addon *addon, const char16_t *name, BrkData 
     if (data) heap_Free(cls->heap, data->name);
     heap_Free(cls->heap, data);
     hdrpars_CloseData(block, addon->header);
-    return kBrkNoMemory;
+    return BRK_E_OUT_OF_MEMORY;
   }
   data->header = addon->header;
   data->block = block;
@@ -58,9 +57,9 @@ VQRESULT BlockTag(const Addon *addon, const char16_t *dataName, const char16_t *
     const char16_t *name = sc::brk::TagValue(block->children, kBrokerStringTag);
     if (!name || !sc::brk::EqualIgnoringCase(View(name), View(dataName))) continue;
     *value = sc::brk::TagValue(block->children, tagName);
-    return *value ? 0 : kBrkNoTag;
+    return *value ? 0 : BRK_E_TAG_NOT_FOUND;
   }
-  return kBrkNotFound;
+  return BRK_E_BROKER_STRING_NOT_FOUND;
 }
 
 }  // namespace
@@ -68,25 +67,25 @@ VQRESULT BlockTag(const Addon *addon, const char16_t *dataName, const char16_t *
 extern "C" {
 
 SC_API VQRESULT brk_DataOpen(BrkObject *object, const char *brokerString, BrkData **out) {
-  if (!out) return kBrkMissingArgument;
+  if (!out) return BRK_E_INVALID_ARGUMENT;
   *out = nullptr;
-  if (!sc::brk::IsOpen(object)) return kBrkMissingArgument;
+  if (!sc::brk::IsOpen(object)) return BRK_E_INVALID_ARGUMENT;
   BrkClass *cls = object->cls;
   char16_t *wide = sc::brk::WideFromBytes(cls->heap, brokerString);
-  if (!wide) return kBrkUnexpected;
+  if (!wide) return BRK_E_UNEXPECTED;
   const char16_t *dataName = sc::brk::SplitDataName(wide);
   VQRESULT result = 0;
   {
     sc::brk::ClassLock lock(cls);
     Addon *addon = nullptr;
     result = sc::brk::Resolve(object, wide, &addon);
-    if (!result && !addon) result = kBrkNotFound;
+    if (!result && !addon) result = BRK_E_BROKER_STRING_NOT_FOUND;
     if (!result) {
       if (BrkData *data = FindOpenData(addon, dataName)) {
         ++data->openCount;
         *out = data;
       } else if (!addon->header) {
-        result = kBrkInvalidComponent;
+        result = BRK_E_INVALID_COMPONENT;
       } else {
         result = OpenNewData(cls, addon, dataName ? dataName : kDefaultDataName, out);
       }
@@ -97,7 +96,7 @@ SC_API VQRESULT brk_DataOpen(BrkObject *object, const char *brokerString, BrkDat
 }
 
 SC_API VQRESULT brk_DataClose(BrkObject *object, BrkData *data) {
-  if (!sc::brk::IsOpen(object) || !sc::brk::IsOpen(data)) return kBrkMissingArgument;
+  if (!sc::brk::IsOpen(object) || !sc::brk::IsOpen(data)) return BRK_E_INVALID_ARGUMENT;
   BrkClass *cls = object->cls;
   sc::brk::ClassLock lock(cls);
   if (data->openCount > 1) {
@@ -119,14 +118,14 @@ SC_API VQRESULT brk_DataClose(BrkObject *object, BrkData *data) {
 
 SC_API VQRESULT brk_DataMap(BrkObject *object, BrkData *data, uint32_t offset, uint32_t size,
                             const void **address) {
-  if (!sc::brk::IsOpen(object) || !sc::brk::IsOpen(data) || !address) return kBrkMissingArgument;
+  if (!sc::brk::IsOpen(object) || !sc::brk::IsOpen(data) || !address) return BRK_E_INVALID_ARGUMENT;
   *address = nullptr;
   if (size == 0) {
     offset = 0;
     size = data->block->size;
   }
   // No block holds more than a signed 32-bit size.
-  if (size > static_cast<uint32_t>(INT32_MAX)) return kBrkCannotRead;
+  if (size > static_cast<uint32_t>(INT32_MAX)) return BRK_E_CANNOT_READ_DATA;
   sc::brk::ClassLock lock(object->cls);
   const void *mapped = nullptr;
   uint32_t available = 0;
@@ -136,7 +135,7 @@ SC_API VQRESULT brk_DataMap(BrkObject *object, BrkData *data, uint32_t offset, u
   // The caller gets exactly the range asked for, or nothing.
   if (available < size) {
     hdrpars_DataUnMap(data->block->source, mapped);
-    return kBrkCannotRead;
+    return BRK_E_CANNOT_READ_DATA;
   }
   *address = mapped;
   return 0;
@@ -150,35 +149,36 @@ SC_API VQRESULT brk_DataUnmap(BrkObject *object, BrkData *data, const void *addr
 }
 
 SC_API VQRESULT brk_DataSizeQuery(BrkObject *, BrkData *data, uint32_t *size) {
-  if (!sc::brk::IsOpen(data) || !data->block || !size) return kBrkMissingArgument;
+  if (!sc::brk::IsOpen(data) || !data->block || !size) return BRK_E_INVALID_ARGUMENT;
   *size = data->block->size;
   return 0;
 }
 
 SC_API VQRESULT brk_TagQuery(BrkObject *object, const char *brokerString, const char *tagName,
                              const char16_t **value) {
-  if (!value || !sc::brk::IsOpen(object) || !brokerString || !tagName) return kBrkMissingArgument;
+  if (!value || !sc::brk::IsOpen(object) || !brokerString || !tagName)
+    return BRK_E_INVALID_ARGUMENT;
   *value = nullptr;
   BrkClass *cls = object->cls;
   char16_t *wide = sc::brk::WideFromBytes(cls->heap, brokerString);
   char16_t *tag = sc::brk::WideFromBytes(cls->heap, tagName);
   VQRESULT result = 0;
   if (!wide || !tag) {
-    result = kBrkUnexpected;
+    result = BRK_E_UNEXPECTED;
   } else if (sc::brk::Engine *engine = sc::brk::FindEngine(cls, View(wide))) {
     // Any engine of the class, not only the object's own.
     *value = sc::brk::TagValue(engine->header->tags, tag);
-    if (!*value) result = kBrkNoTag;
+    if (!*value) result = BRK_E_TAG_NOT_FOUND;
   } else {
     const char16_t *dataName = sc::brk::SplitDataName(wide);
     Addon *addon = nullptr;
     result = sc::brk::Resolve(object, wide, &addon);
-    if (!result && !addon) result = kBrkNotFound;
+    if (!result && !addon) result = BRK_E_BROKER_STRING_NOT_FOUND;
     if (!result && dataName) {
       result = BlockTag(addon, dataName, tag, value);
     } else if (!result) {
       *value = sc::brk::TagValue(addon->firstTag, tag);
-      if (!*value) result = kBrkNoTag;
+      if (!*value) result = BRK_E_TAG_NOT_FOUND;
     }
   }
   heap_Free(cls->heap, wide);
@@ -188,7 +188,7 @@ SC_API VQRESULT brk_TagQuery(BrkObject *object, const char *brokerString, const 
 
 SC_API VQRESULT brk_TagRelease(BrkObject *object, const char16_t *value) {
   // The value belongs to the registry; there is nothing to free.
-  return sc::brk::IsOpen(object) && value ? 0 : kBrkMissingArgument;
+  return sc::brk::IsOpen(object) && value ? 0 : BRK_E_INVALID_ARGUMENT;
 }
 
 }  // extern "C"

@@ -3,15 +3,14 @@
 // module when the last one is given back.
 #include "broker/module.h"
 
-#include "broker/codes.h"
 #include "broker/registry.h"
 #include "broker/text.h"
+#include "foundation/result.h"
+#include "sc_brk.h"
 #include "sc_safeh.h"
 
 namespace sc::brk {
 namespace {
-
-using namespace sc::code;
 
 constexpr char16_t kDllTag[] = u"DLL";
 constexpr char16_t kGetInterfaceTag[] = u"GETINTERFACE";
@@ -40,7 +39,7 @@ void FreeModule(HeapInstance heap, Module *module) {
 
 // Unloads the module of the engine (addon null) or of the add-on. An add-on that lived in its
 // engine's library takes the engine's module with it when nothing else holds that one.
-void Unload(BrkClass *cls, Engine *engine, Addon *addon) {
+void Unload(BrkClass *cls, Engine *engine, Addon *addon) SC_REQUIRES(*cls) {
   Module *&field = ModuleField(engine, addon);
   Module *module = field;
   if (!module) return;
@@ -62,7 +61,7 @@ void Unload(BrkClass *cls, Engine *engine, Addon *addon) {
 VQRESULT Attach(BrkObject *object, const char16_t *path, Engine *host, Tag *tags, Module *&field) {
   const HeapInstance heap = object->cls->heap;
   auto *module = NewRecord<Module>(heap);
-  if (!module) return kBrkNoMemory;
+  if (!module) return BRK_E_OUT_OF_MEMORY;
   module->ownLibrary = host ? 0 : 1;
   module->host = host;
   VQRESULT result = 0;
@@ -72,27 +71,27 @@ VQRESULT Attach(BrkObject *object, const char16_t *path, Engine *host, Tag *tags
     module->library = plat::LibraryLoad(narrow);
     heap_Free(heap, narrow);
   } else {
-    result = kBrkUnexpected;
+    result = BRK_E_UNEXPECTED;
   }
-  if (!result && !module->library) result = kBrkCannotLoad;
+  if (!result && !module->library) result = BRK_E_CANNOT_LOAD_MODULE;
   module->instance = g_vqNullHandle;
   const char16_t *entryName = result ? nullptr : TagValue(tags, kGetInterfaceTag);
-  if (!result && !entryName) result = kBrkNoTag;
+  if (!result && !entryName) result = BRK_E_TAG_NOT_FOUND;
   if (!result) {
     char *narrow = BytesFromWide(heap, entryName);
-    if (!narrow) result = kBrkNoMemory;
+    if (!narrow) result = BRK_E_OUT_OF_MEMORY;
     module->entry = reinterpret_cast<BrkGetInterface>(plat::LibrarySymbol(module->library, narrow));
     heap_Free(heap, narrow);
-    if (!result && !module->entry) result = kBrkCannotLoad;
+    if (!result && !module->entry) result = BRK_E_CANNOT_LOAD_MODULE;
   }
   if (!result) {
     void *table = nullptr;
-    if (Failed(module->entry(0, &table))) result = kBrkCannotLoad;
+    if (Failed(module->entry(0, &table))) result = BRK_E_CANNOT_LOAD_MODULE;
     module->table = static_cast<BrkModuleTable *>(table);
   }
   if (!result && module->table && module->table->initialize &&
       Failed(module->table->initialize(object, heap, &module->instance)))
-    result = kBrkCannotLoad;
+    result = BRK_E_CANNOT_LOAD_MODULE;
   if (result) {
     if (module->ownLibrary && module->library) plat::LibraryFree(module->library);
     heap_Free(heap, module);
@@ -103,8 +102,7 @@ VQRESULT Attach(BrkObject *object, const char16_t *path, Engine *host, Tag *tags
 }
 
 // Loads the module of the engine (addon null) or of the add-on, unless it is loaded already.
-// Runs under the class lock.
-VQRESULT Load(BrkObject *object, Engine *engine, Addon *addon) {
+VQRESULT Load(BrkObject *object, Engine *engine, Addon *addon) SC_REQUIRES(*object->cls) {
   Module *&field = ModuleField(engine, addon);
   if (field) return 0;
   char16_t *path = nullptr;
@@ -151,7 +149,7 @@ VQRESULT ModulePath(const BrkObject *object, Engine *engine, Addon *addon, char1
   } else {
     dll = addon->header ? TagValue(addon->firstTag, kDllTag) : nullptr;
     if (!addon->header || (dll && View(dll) == kInEngineLibrary)) {
-      if (!object->engine) return kBrkMissingArgument;
+      if (!object->engine) return BRK_E_INVALID_ARGUMENT;
       bool unused;
       const VQRESULT result = ModulePath(object, object->engine, nullptr, path, &unused);
       *sharesEngine = !result;
@@ -159,14 +157,13 @@ VQRESULT ModulePath(const BrkObject *object, Engine *engine, Addon *addon, char1
     }
     directory = addon->directory;
   }
-  if (!dll) return kBrkNoTag;
+  if (!dll) return BRK_E_TAG_NOT_FOUND;
   *path = JoinPath(heap, View(directory), View(dll));
-  return *path ? 0 : kBrkNoMemory;
+  return *path ? 0 : BRK_E_OUT_OF_MEMORY;
 }
 
 }  // namespace sc::brk
 
-using namespace sc::code;
 using sc::brk::Addon;
 using sc::brk::Engine;
 using sc::brk::Interface;
@@ -176,12 +173,12 @@ extern "C" {
 
 SC_API VQRESULT brk_InterfaceQuery(BrkObject *object, const char *brokerString, uint8_t interfaceId,
                                    SafeHandle *instance, void **interface) {
-  if (!interface) return kBrkMissingArgument;
+  if (!interface) return BRK_E_INVALID_ARGUMENT;
   *interface = nullptr;
-  if (!sc::brk::IsOpen(object) || !brokerString || !instance) return kBrkMissingArgument;
+  if (!sc::brk::IsOpen(object) || !brokerString || !instance) return BRK_E_INVALID_ARGUMENT;
   BrkClass *cls = object->cls;
   char16_t *wide = sc::brk::WideFromBytes(cls->heap, brokerString);
-  if (!wide) return kBrkUnexpected;
+  if (!wide) return BRK_E_UNEXPECTED;
   // The object's own engine, or an add-on; resolving may call the callbacks, so it is done
   // before the lock is taken.
   Engine *engine = nullptr;
@@ -194,9 +191,9 @@ SC_API VQRESULT brk_InterfaceQuery(BrkObject *object, const char *brokerString, 
     result = sc::brk::Resolve(object, wide, &addon);
   heap_Free(cls->heap, wide);
   if (result) return result;
-  if (!engine && !addon) return kBrkNotFound;
+  if (!engine && !addon) return BRK_E_BROKER_STRING_NOT_FOUND;
 
-  sc::brk::ClassLock lock(cls);
+  sc::brk::ClassLock lock(object->cls);
   result = sc::brk::Load(object, engine, addon);
   Module *module = addon ? addon->module : engine->module;
   if (!module) return result;
@@ -207,15 +204,15 @@ SC_API VQRESULT brk_InterfaceQuery(BrkObject *object, const char *brokerString, 
     tail = &entry->next;
   if (!entry) {
     void *pointer = nullptr;
-    result = module->entry(interfaceId, &pointer) == 0 ? 0 : kBrkNoInterface;
+    result = module->entry(interfaceId, &pointer) == 0 ? 0 : BRK_E_INTERFACE_NOT_FOUND;
     if (!result) {
       while (*tail)
         tail = &(*tail)->next;
       entry = sc::brk::NewRecord<Interface>(cls->heap);
-      if (!entry) result = kBrkNoMemory;
+      if (!entry) result = BRK_E_OUT_OF_MEMORY;
     }
     if (result) {
-      if (module->useCount == 0) sc::brk::Unload(cls, engine, addon);
+      if (module->useCount == 0) sc::brk::Unload(object->cls, engine, addon);
       return result;
     }
     entry->id = interfaceId;
@@ -230,7 +227,7 @@ SC_API VQRESULT brk_InterfaceQuery(BrkObject *object, const char *brokerString, 
 }
 
 SC_API VQRESULT brk_InterfaceRelease(BrkObject *object, void *interface) {
-  if (!sc::brk::IsOpen(object) || !interface) return kBrkNoInterface;
+  if (!sc::brk::IsOpen(object) || !interface) return BRK_E_INTERFACE_NOT_FOUND;
   BrkClass *cls = object->cls;
   sc::brk::ClassLock lock(cls);
   Engine *engine = object->engine;
@@ -241,12 +238,12 @@ SC_API VQRESULT brk_InterfaceRelease(BrkObject *object, void *interface) {
   }
   Addon *addon = engine ? sc::brk::FindGiver(engine->addons, interface) : nullptr;
   if (!addon) addon = sc::brk::FindGiver(cls->sharedAddons, interface);
-  if (!addon) return kBrkNoInterface;
+  if (!addon) return BRK_E_INTERFACE_NOT_FOUND;
   Module *module = addon->module;
   if (module->useCount > 0) {
     if (!module->ownLibrary) {
       Module *hostModule = module->host ? module->host->module : nullptr;
-      if (!hostModule) return kBrkUnexpected;
+      if (!hostModule) return BRK_E_UNEXPECTED;
       if (hostModule->useCount > 0) --hostModule->useCount;
     }
     --module->useCount;

@@ -1,15 +1,14 @@
 // Queries of what is installed: component lists by type, broker strings by name, module paths
 // and default selections. None of them takes the class lock: they read lists that only grow
 // at their tail while the class is open.
-#include "broker/codes.h"
 #include "broker/module.h"
 #include "broker/records.h"
 #include "broker/registry.h"
 #include "broker/text.h"
+#include "sc_brk.h"
 
 namespace {
 
-using namespace sc::code;
 using sc::brk::Addon;
 using sc::brk::Engine;
 using sc::brk::View;
@@ -39,7 +38,7 @@ VQRESULT Append(HeapInstance heap, BrkComponentList *list, const char16_t *broke
   if (list->count == list->capacity) {
     auto *grown = static_cast<BrkComponentInfo *>(
         heap_Realloc(heap, list->entries, (list->capacity + kListStep) * sizeof(BrkComponentInfo)));
-    if (!grown) return kBrkNoMemory;
+    if (!grown) return BRK_E_OUT_OF_MEMORY;
     list->entries = grown;
     list->capacity += kListStep;
   }
@@ -52,7 +51,7 @@ VQRESULT Append(HeapInstance heap, BrkComponentList *list, const char16_t *broke
   if (!copied) {
     heap_Free(heap, info.brokerString);
     heap_Free(heap, info.version);
-    return kBrkUnexpected;
+    return BRK_E_UNEXPECTED;
   }
   list->entries[list->count++] = info;
   return 0;
@@ -94,7 +93,7 @@ extern "C" {
 
 SC_API VQRESULT brk_ComponentListQuery(BrkObject *object, const char *componentType,
                                        BrkComponentList **out) {
-  if (!out || !sc::brk::IsOpen(object) || !componentType) return kBrkMissingArgument;
+  if (!out || !sc::brk::IsOpen(object) || !componentType) return BRK_E_INVALID_ARGUMENT;
   *out = nullptr;
   const HeapInstance heap = object->cls->heap;
   auto *list = sc::brk::NewRecord<BrkComponentList>(heap);
@@ -103,11 +102,11 @@ SC_API VQRESULT brk_ComponentListQuery(BrkObject *object, const char *componentT
         static_cast<BrkComponentInfo *>(heap_Alloc(heap, kListStep * sizeof(BrkComponentInfo)));
   if (!list || !list->entries) {
     heap_Free(heap, list);
-    return kBrkNoMemory;
+    return BRK_E_OUT_OF_MEMORY;
   }
   list->capacity = kListStep;
   char16_t *type = sc::brk::WideFromBytes(heap, componentType);
-  const VQRESULT result = type ? FillList(object, View(type), list) : kBrkUnexpected;
+  const VQRESULT result = type ? FillList(object, View(type), list) : BRK_E_UNEXPECTED;
   heap_Free(heap, type);
   if (result) {
     FreeList(heap, list);
@@ -118,14 +117,14 @@ SC_API VQRESULT brk_ComponentListQuery(BrkObject *object, const char *componentT
 }
 
 SC_API VQRESULT brk_ComponentListRelease(BrkObject *object, BrkComponentList *list) {
-  if (!sc::brk::IsOpen(object) || !list) return kBrkMissingArgument;
+  if (!sc::brk::IsOpen(object) || !list) return BRK_E_INVALID_ARGUMENT;
   FreeList(object->cls->heap, list);
   return 0;
 }
 
 SC_API VQRESULT brk_BrokerStringQuery(BrkObject *object, const char *componentType,
                                       const char *name, char **out) {
-  if (!componentType || !name || !out) return kBrkMissingArgument;
+  if (!componentType || !name || !out) return BRK_E_INVALID_ARGUMENT;
   *out = nullptr;
   BrkComponentList *list = nullptr;
   VQRESULT result = brk_ComponentListQuery(object, componentType, &list);
@@ -133,9 +132,9 @@ SC_API VQRESULT brk_BrokerStringQuery(BrkObject *object, const char *componentTy
   const HeapInstance heap = object->cls->heap;
   char16_t *wide = sc::brk::WideFromBytes(heap, name);
   if (!wide) {
-    result = kBrkUnexpected;
+    result = BRK_E_UNEXPECTED;
   } else {
-    result = kBrkNoModule;
+    result = BRK_E_MODULE_NOT_FOUND;
     for (uint32_t i = 0; i < list->count; ++i) {
       if (View(list->entries[i].name) != View(wide)) continue;
       const std::string_view found(list->entries[i].brokerString);
@@ -145,7 +144,7 @@ SC_API VQRESULT brk_BrokerStringQuery(BrkObject *object, const char *componentTy
         copy[found.size()] = 0;
         *out = copy;
       }
-      result = copy ? 0 : kBrkNoMemory;
+      result = copy ? 0 : BRK_E_OUT_OF_MEMORY;
       break;
     }
   }
@@ -155,11 +154,11 @@ SC_API VQRESULT brk_BrokerStringQuery(BrkObject *object, const char *componentTy
 }
 
 SC_API VQRESULT brk_InfoQuery(BrkObject *object, const char *brokerString, char **out) {
-  if (!sc::brk::IsOpen(object) || !brokerString || !out) return kBrkMissingArgument;
+  if (!sc::brk::IsOpen(object) || !brokerString || !out) return BRK_E_INVALID_ARGUMENT;
   *out = nullptr;
   const HeapInstance heap = object->cls->heap;
   char16_t *wide = sc::brk::WideFromBytes(heap, brokerString);
-  if (!wide) return kBrkUnexpected;
+  if (!wide) return BRK_E_UNEXPECTED;
   char16_t *path = nullptr;
   const char16_t *answer = nullptr;
   bool sharesEngine;
@@ -169,7 +168,7 @@ SC_API VQRESULT brk_InfoQuery(BrkObject *object, const char *brokerString, char 
   } else {
     Addon *addon = nullptr;
     result = sc::brk::Resolve(object, wide, &addon);
-    if (!result && !addon) result = kBrkNotFound;
+    if (!result && !addon) result = BRK_E_BROKER_STRING_NOT_FOUND;
     if (!result && sc::brk::IsDefaultForm(View(wide)))
       answer = addon->brokerString;
     else if (!result)
@@ -177,7 +176,7 @@ SC_API VQRESULT brk_InfoQuery(BrkObject *object, const char *brokerString, char 
   }
   if (!result) {
     *out = sc::brk::BytesFromWide(heap, path ? path : answer);
-    if (!*out) result = kBrkUnexpected;
+    if (!*out) result = BRK_E_UNEXPECTED;
   }
   heap_Free(heap, path);
   heap_Free(heap, wide);
@@ -185,7 +184,7 @@ SC_API VQRESULT brk_InfoQuery(BrkObject *object, const char *brokerString, char 
 }
 
 SC_API VQRESULT brk_InfoRelease(BrkObject *object, char *string) {
-  if (!sc::brk::IsOpen(object) || !string) return kBrkMissingArgument;
+  if (!sc::brk::IsOpen(object) || !string) return BRK_E_INVALID_ARGUMENT;
   heap_Free(object->cls->heap, string);
   return 0;
 }

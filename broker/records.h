@@ -12,6 +12,7 @@
 #include <type_traits>
 
 #include "platform/module.h"
+#include "platform/thread_safety.h"
 #include "sc_brk.h"
 #include "sc_hdrpars.h"
 #include "sc_heap.h"
@@ -83,7 +84,8 @@ inline constexpr uint32_t kDataKind = 0x4252'4B44;    // "BRKD"
 
 }  // namespace sc::brk
 
-struct BrkClass {
+// The class is also the name of its lock for the thread-safety analysis (ClassLock).
+struct SC_CAPABILITY("class lock") BrkClass {
   HeapInstance heap;
   uint32_t ownsLock;
   LockValue lock;
@@ -115,10 +117,10 @@ namespace sc::brk {
 
 // Holds the class lock for its lifetime. The lock is re-entrant, so callbacks that come back
 // on the same thread pass.
-class ClassLock {
+class SC_SCOPED_CAPABILITY ClassLock {
  public:
-  explicit ClassLock(const BrkClass *cls);
-  ~ClassLock();
+  explicit ClassLock(const BrkClass *cls) SC_ACQUIRE(*cls);
+  ~ClassLock() SC_RELEASE();
   ClassLock(const ClassLock &) = delete;
   ClassLock &operator=(const ClassLock &) = delete;
 

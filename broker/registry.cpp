@@ -1,14 +1,12 @@
 #include "broker/registry.h"
 
-#include "broker/codes.h"
 #include "broker/text.h"
 #include "dataheader/wide_text.h"
 #include "platform/directory.h"
+#include "sc_brk.h"
 
 namespace sc::brk {
 namespace {
-
-using namespace sc::code;
 
 constexpr char16_t kComponentTypeTag[] = u"COMPTYPE";
 constexpr char16_t kBrokerStringTag[] = u"BROKERSTRING";
@@ -137,7 +135,7 @@ VQRESULT ReadAddonFiles(BrkClass *cls, const char *directory, const char *patter
   plat::DirectoryListing listing(directory);
   while (const char *name = listing.NextMatch(pattern)) {
     HeapString path(cls->heap, JoinPath(cls->heap, directory, name));
-    if (!path) return kBrkNoMemory;
+    if (!path) return BRK_E_OUT_OF_MEMORY;
     ReadAddonFile(cls, path.get(), directory, engine, list);
   }
   return 0;
@@ -153,7 +151,7 @@ VQRESULT ScanAddonDirectory(BrkClass *cls, const char *directory, Engine *engine
   plat::DirectoryListing listing(directory);
   while (const char *name = listing.NextSubdirectory()) {
     HeapString path(cls->heap, JoinPath(cls->heap, directory, name));
-    if (!path) return kBrkNoMemory;
+    if (!path) return BRK_E_OUT_OF_MEMORY;
     result = ScanAddonDirectory(cls, path.get(), engine, list, depth + 1);
     if (result) return result;
   }
@@ -167,7 +165,7 @@ VQRESULT ScanSubdirectories(BrkClass *cls, const char *directory, Engine *engine
   plat::DirectoryListing listing(directory);
   while (const char *name = listing.NextSubdirectory()) {
     HeapString path(cls->heap, JoinPath(cls->heap, directory, name));
-    if (!path) return kBrkNoMemory;
+    if (!path) return BRK_E_OUT_OF_MEMORY;
     const VQRESULT result = ScanAddonDirectory(cls, path.get(), engine, list, 1);
     if (result) return result;
   }
@@ -258,18 +256,18 @@ bool IsDefaultForm(std::u16string_view brokerString) {
 
 VQRESULT ScanEngines(BrkClass *cls) {
   HeapString root(cls->heap, BytesFromWide(cls->heap, cls->rootDirectory));
-  if (!root) return kBrkUnexpected;
+  if (!root) return BRK_E_UNEXPECTED;
   Engine **tail = &cls->engines;
   while (*tail)
     tail = &(*tail)->next;
   plat::DirectoryListing subdirectories(root.get());
   while (const char *name = subdirectories.NextSubdirectory()) {
     HeapString directory(cls->heap, JoinPath(cls->heap, root.get(), name));
-    if (!directory) return kBrkNoMemory;
+    if (!directory) return BRK_E_OUT_OF_MEMORY;
     plat::DirectoryListing files(directory.get());
     while (const char *file = files.NextMatch("*.hdr")) {
       HeapString path(cls->heap, JoinPath(cls->heap, directory.get(), file));
-      if (!path) return kBrkNoMemory;
+      if (!path) return BRK_E_OUT_OF_MEMORY;
       ReadEngineHeader(cls, path.get(), directory.get(), tail);
     }
   }
@@ -278,17 +276,17 @@ VQRESULT ScanEngines(BrkClass *cls) {
 
 VQRESULT ScanSharedAddons(BrkClass *cls) {
   char16_t *widePath = JoinPath(cls->heap, View(cls->rootDirectory), kSharedDirectory);
-  if (!widePath) return kBrkNoMemory;
+  if (!widePath) return BRK_E_OUT_OF_MEMORY;
   HeapString shared(cls->heap, BytesFromWide(cls->heap, widePath));
   heap_Free(cls->heap, widePath);
-  if (!shared) return kBrkUnexpected;
+  if (!shared) return BRK_E_UNEXPECTED;
   return ScanSubdirectories(cls, shared.get(), nullptr, cls->sharedAddons);
 }
 
 VQRESULT LoadEngineAddons(BrkClass *cls, Engine *engine) {
   LoadInlineAddons(cls, engine);
   HeapString directory(cls->heap, BytesFromWide(cls->heap, engine->directory));
-  if (!directory) return kBrkUnexpected;
+  if (!directory) return BRK_E_UNEXPECTED;
   return ScanSubdirectories(cls, directory.get(), engine, engine->addons);
 }
 
@@ -310,7 +308,7 @@ VQRESULT Resolve(BrkClass *cls, Engine *engine, const char16_t *language,
     if ((*out = Find(cls, engine, language, View(wanted)))) break;
     char *narrow = BytesFromWide(cls->heap, View(wanted));
     if (!narrow) {
-      result = kBrkUnexpected;
+      result = BRK_E_UNEXPECTED;
       break;
     }
     const char *replacement = nullptr;
@@ -320,7 +318,7 @@ VQRESULT Resolve(BrkClass *cls, Engine *engine, const char16_t *language,
     if (replacement) {
       char16_t *wide = WideFromBytes(cls->heap, replacement);
       if (!wide) {
-        result = kBrkUnexpected;
+        result = BRK_E_UNEXPECTED;
         break;
       }
       heap_Free(cls->heap, replaced);

@@ -12,9 +12,8 @@ namespace sc::brk {
 VQRESULT ScanEngines(BrkClass *cls);
 // Adds the add-ons found below the shared directory to the shared list.
 VQRESULT ScanSharedAddons(BrkClass *cls);
-// Adds the engine's inline add-ons and those found below its directory to its list. Runs
-// under the class lock.
-VQRESULT LoadEngineAddons(BrkClass *cls, Engine *engine);
+// Adds the engine's inline add-ons and those found below its directory to its list.
+VQRESULT LoadEngineAddons(BrkClass *cls, Engine *engine) SC_REQUIRES(*cls);
 
 // The first engine whose broker string equals this one ignoring case, or null.
 Engine *FindEngine(const BrkClass *cls, std::u16string_view brokerString);

@@ -6,7 +6,6 @@
 #include <cstdint>
 #include <string_view>
 
-#include "dataheader/codes.h"
 #include "sc_hdrpars.h"
 
 namespace sc::hdr {
@@ -67,11 +66,11 @@ inline VQRESULT FindText(ResourceChars &source, std::u16string_view pattern, uin
                          uint64_t &at) {
   for (uint64_t p = from;; ++p) {
     if (!source.Seek(p, pattern[0], p))
-      return source.Status() ? source.Status() : code::kHdrWrongFormat;
+      return source.Status() ? source.Status() : HDRPARS_E_WRONG_FORMAT;
     size_t k = 1;
     char16_t c;
     for (; k < pattern.size(); ++k) {
-      if (!source.At(p + k, c)) return source.Status() ? source.Status() : code::kHdrWrongFormat;
+      if (!source.At(p + k, c)) return source.Status() ? source.Status() : HDRPARS_E_WRONG_FORMAT;
       if (c != pattern[k]) break;
     }
     if (k == pattern.size()) {
@@ -85,9 +84,9 @@ inline VQRESULT FindText(ResourceChars &source, std::u16string_view pattern, uin
 inline VQRESULT FindText(StringChars &source, std::u16string_view pattern, uint64_t from,
                          uint64_t &at) {
   const std::u16string_view text = source.Text();
-  if (from > text.size()) return code::kHdrWrongFormat;
+  if (from > text.size()) return HDRPARS_E_WRONG_FORMAT;
   const size_t found = text.find(pattern, from);
-  if (found == std::u16string_view::npos) return code::kHdrWrongFormat;
+  if (found == std::u16string_view::npos) return HDRPARS_E_WRONG_FORMAT;
   at = found;
   return 0;
 }

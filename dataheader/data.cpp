@@ -1,15 +1,12 @@
 // Named data blocks: a block is a file resource whose offsets count from the block's first
 // byte, located through its DATABLOCK element and the first "<BINARYDATA>" of the file.
 #include "dataheader/char_cursor.h"
-#include "dataheader/codes.h"
 #include "dataheader/tree.h"
 #include "dataheader/wide_text.h"
 #include "foundation/alloc.h"
 #include "sc_hdrpars.h"
 
 namespace {
-
-using namespace sc::code;
 
 constexpr std::u16string_view kBinaryData = u"<BINARYDATA>";
 
@@ -24,7 +21,7 @@ VQRESULT FindBinaryData(const char *path, uint64_t &index) {
     result = sc::hdr::FindText(source, kBinaryData, 0, index);
   }
   hdrpars_CloseResource(file);
-  return result == kHdrWrongFormat ? kHdrNoBinaryData : result;
+  return result == HDRPARS_E_WRONG_FORMAT ? HDRPARS_E_NO_BINARY_DATA : result;
 }
 
 VQRESULT OpenBlockSource(const FileStructure *structure, uint32_t offset, uint32_t size,
@@ -50,9 +47,9 @@ VQRESULT OpenBlockSource(const FileStructure *structure, uint32_t offset, uint32
 extern "C" {
 
 SC_API VQRESULT hdrpars_OpenData(const char16_t *name, FileStructure *structure, DataBlock **out) {
-  if (!out) return kHdrMissingArgument;
+  if (!out) return HDRPARS_E_INVALID_ARGUMENT;
   *out = nullptr;
-  if (!name || !structure || !structure->tags) return kHdrMissingArgument;
+  if (!name || !structure || !structure->tags) return HDRPARS_E_INVALID_ARGUMENT;
   DataBlock **tail = &structure->dataBlocks;
   for (; *tail; tail = &(*tail)->next) {
     if (sc::hdr::View((*tail)->name) == name) {
@@ -65,7 +62,7 @@ SC_API VQRESULT hdrpars_OpenData(const char16_t *name, FileStructure *structure,
   if (result) return result;
   const Tag *offset = sc::hdr::FindSibling(description->children, sc::hdr::kOffsetName);
   const Tag *size = sc::hdr::FindSibling(description->children, sc::hdr::kSizeName);
-  if (!offset || !size) return kHdrTagMissing;
+  if (!offset || !size) return HDRPARS_E_TAG_MISSING;
   const auto blockSize = static_cast<uint32_t>(sc::hdr::ParseDecimal(size->value));
   ParserResource *source = nullptr;
   result = OpenBlockSource(structure, static_cast<uint32_t>(sc::hdr::ParseDecimal(offset->value)),
@@ -76,7 +73,7 @@ SC_API VQRESULT hdrpars_OpenData(const char16_t *name, FileStructure *structure,
   if (!block || !block->name) {
     sc::RawFree(block);
     hdrpars_CloseResource(source);
-    return kHdrNoMemory;
+    return HDRPARS_E_OUT_OF_MEMORY;
   }
   block->source = source;
   block->size = blockSize;
@@ -86,11 +83,11 @@ SC_API VQRESULT hdrpars_OpenData(const char16_t *name, FileStructure *structure,
 }
 
 SC_API VQRESULT hdrpars_CloseData(DataBlock *block, FileStructure *structure) {
-  if (!block || !structure) return kHdrMissingArgument;
+  if (!block || !structure) return HDRPARS_E_INVALID_ARGUMENT;
   DataBlock **link = &structure->dataBlocks;
   while (*link && *link != block)
     link = &(*link)->next;
-  if (!*link) return kHdrBlockNotFound;
+  if (!*link) return HDRPARS_E_DATABLOCK_NOT_FOUND;
   const VQRESULT closed = hdrpars_CloseResource(block->source);
   if (closed) return closed;
   *link = block->next;

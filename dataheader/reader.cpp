@@ -1,6 +1,5 @@
 // The reader of the tagged text: elements, sibling lists, the file header, and tag lookup.
 #include "dataheader/char_cursor.h"
-#include "dataheader/codes.h"
 #include "dataheader/tree.h"
 #include "dataheader/wide_text.h"
 #include "foundation/alloc.h"
@@ -8,7 +7,6 @@
 
 namespace {
 
-using namespace sc::code;
 using sc::hdr::ResourceChars;
 using sc::hdr::StringChars;
 
@@ -33,7 +31,7 @@ bool IsBlank(char16_t c) {
 
 template <class Source>
 VQRESULT Ended(const Source &source) {
-  return source.Status() ? source.Status() : kHdrNoElement;
+  return source.Status() ? source.Status() : HDRPARS_S_NO_ELEMENT;
 }
 
 // Reads the element that starts at `index` (after blanks), and moves `index` past it. No
@@ -46,7 +44,7 @@ VQRESULT ReadElement(Source &source, uint64_t &index, Element &element) {
   do {
     if (!source.At(i++, c)) return Ended(source);
   } while (IsBlank(c));
-  if (c != u'<') return kHdrNoElement;
+  if (c != u'<') return HDRPARS_S_NO_ELEMENT;
   const uint64_t nameBegin = i;
   for (;; ++i) {
     if (i - nameBegin > kMaxName || !source.At(i, c)) return Ended(source);
@@ -112,7 +110,7 @@ VQRESULT ReadSequence(std::u16string_view text, Tag **first, unsigned depth) {
     Element element;
     if (ReadElement(source, index, element) != 0) return 0;
     Tag *tag = sc::hdr::NewTag(SpanText(source, element.name), SpanText(source, element.value));
-    if (!tag) return kHdrNoMemory;
+    if (!tag) return HDRPARS_E_OUT_OF_MEMORY;
     *link = tag;
     link = &tag->next;
     if (depth < kMaxDepth) {
@@ -124,7 +122,7 @@ VQRESULT ReadSequence(std::u16string_view text, Tag **first, unsigned depth) {
 
 // Anything that is not an element where one must stand is a format fault.
 VQRESULT AsFormatFault(VQRESULT code) {
-  return code == kHdrNoElement ? kHdrWrongFormat : code;
+  return code == HDRPARS_S_NO_ELEMENT ? HDRPARS_E_WRONG_FORMAT : code;
 }
 
 VQRESULT ReadHeader(ParserResource *file, FileStructure *structure) {
@@ -134,7 +132,7 @@ VQRESULT ReadHeader(ParserResource *file, FileStructure *structure) {
   uint64_t index = 7;
   Element element;
   VQRESULT read = ReadElement(source, index, element);
-  if (read == kHdrNoElement) {
+  if (read == HDRPARS_S_NO_ELEMENT) {
     index = 8;
     read = ReadElement(source, index, element);
   }
@@ -142,13 +140,13 @@ VQRESULT ReadHeader(ParserResource *file, FileStructure *structure) {
   Span prefix{element.value.begin, element.value.begin + 3};
   if (!SpanEquals(source, element.name, u"VERSION") || element.value.end < prefix.end ||
       !SpanEquals(source, prefix, u"VQ_"))
-    return source.Status() ? source.Status() : kHdrWrongFormat;
+    return source.Status() ? source.Status() : HDRPARS_E_WRONG_FORMAT;
   do {
     read = ReadElement(source, index, element);
     if (read) return AsFormatFault(read);
   } while (!SpanEquals(source, element.name, u"HEADER"));
   char16_t *text = CopySpan(source, element.value);
-  if (!text) return source.Status() ? source.Status() : kHdrNoMemory;
+  if (!text) return source.Status() ? source.Status() : HDRPARS_E_OUT_OF_MEMORY;
   read = ReadSequence(text, &structure->tags, 1);
   sc::RawFree(text);
   return read;
@@ -159,7 +157,7 @@ VQRESULT ReadHeader(ParserResource *file, FileStructure *structure) {
 extern "C" {
 
 SC_API VQRESULT hdrpars_ReadFileHeader(const char *path, FileStructure **out) {
-  if (!out) return kHdrMissingArgument;
+  if (!out) return HDRPARS_E_INVALID_ARGUMENT;
   *out = nullptr;
   ParserResource *file = nullptr;
   VQRESULT result =
@@ -167,7 +165,7 @@ SC_API VQRESULT hdrpars_ReadFileHeader(const char *path, FileStructure **out) {
   if (result) return result;
   auto *structure = static_cast<FileStructure *>(sc::RawCalloc(1, sizeof(FileStructure)));
   if (structure) structure->path = sc::hdr::WidePathFromBytes(path);
-  result = structure && structure->path ? ReadHeader(file, structure) : kHdrNoMemory;
+  result = structure && structure->path ? ReadHeader(file, structure) : HDRPARS_E_OUT_OF_MEMORY;
   hdrpars_CloseResource(file);
   if (result) {
     hdrpars_DeleteFileStructure(structure);
@@ -178,7 +176,7 @@ SC_API VQRESULT hdrpars_ReadFileHeader(const char *path, FileStructure **out) {
 }
 
 SC_API VQRESULT hdrpars_FindTag(Tag *first, const char16_t *name, Tag **out) {
-  if (!out) return kHdrMissingArgument;
+  if (!out) return HDRPARS_E_INVALID_ARGUMENT;
   *out = name ? sc::hdr::FindSibling(first, name) : nullptr;
   return 0;
 }

@@ -5,14 +5,11 @@
 #include <algorithm>
 #include <cstring>
 
-#include "dataheader/codes.h"
 #include "foundation/alloc.h"
 #include "platform/files.h"
 #include "sc_hdrpars.h"
 
 namespace {
-
-using namespace sc::code;
 
 constexpr uint32_t kDefaultWindow = 1024;
 
@@ -66,11 +63,11 @@ bool Contains(const uint8_t *buffer, uint32_t capacity, const void *pointer) {
 VQRESULT OpenFile(const char *path, uint32_t baseOffset, uint32_t size, uint32_t minimumWindow,
                   ParserResource **out) {
   auto *block = static_cast<FileResource *>(sc::RawCalloc(1, sizeof(FileResource)));
-  if (!block) return kHdrNoMemory;
+  if (!block) return HDRPARS_E_OUT_OF_MEMORY;
   block->state.file = sc::plat::FileOpenForRead(path);
   if (!block->state.file) {
     sc::RawFree(block);
-    return kHdrCannotOpen;
+    return HDRPARS_E_FILE_OPEN;
   }
   block->state.totalSize = size;
   block->state.minimumWindow = minimumWindow ? minimumWindow : kDefaultWindow;
@@ -80,9 +77,9 @@ VQRESULT OpenFile(const char *path, uint32_t baseOffset, uint32_t size, uint32_t
 }
 
 VQRESULT OpenMemory(const void *bytes, uint32_t baseOffset, uint32_t size, ParserResource **out) {
-  if (!bytes && size) return kHdrMissingArgument;
+  if (!bytes && size) return HDRPARS_E_INVALID_ARGUMENT;
   auto *block = static_cast<MemoryResource *>(sc::RawAlloc(sizeof(MemoryResource) + size));
-  if (!block) return kHdrNoMemory;
+  if (!block) return HDRPARS_E_OUT_OF_MEMORY;
   auto *copy = reinterpret_cast<uint8_t *>(block + 1);
   if (size) std::memcpy(copy, bytes, size);
   block->state = {copy, size};
@@ -117,12 +114,12 @@ VQRESULT Reload(FileState &file, uint64_t position, uint32_t length) {
   const uint32_t capacity = WindowFor(file, position, length);
   if (!file.window || file.capacity < capacity || file.mapCount > 0) {
     auto *buffer = static_cast<uint8_t *>(sc::RawAlloc(capacity));
-    if (!buffer) return kHdrNoMemory;
+    if (!buffer) return HDRPARS_E_OUT_OF_MEMORY;
     if (file.window && file.mapCount > 0) {
       auto *entry = static_cast<RetiredWindow *>(sc::RawAlloc(sizeof(RetiredWindow)));
       if (!entry) {
         sc::RawFree(buffer);
-        return kHdrNoMemory;
+        return HDRPARS_E_OUT_OF_MEMORY;
       }
       *entry = {file.mapCount, file.window, file.capacity, nullptr};
       RetiredWindow **tail = &file.retired;
@@ -139,9 +136,9 @@ VQRESULT Reload(FileState &file, uint64_t position, uint32_t length) {
   // Nothing in the buffer counts as read until the read succeeds, so a failure leaves no
   // window that a later mapping could hit.
   file.valid = 0;
-  if (!sc::plat::FileSeek(file.file, position)) return kHdrReadError;
+  if (!sc::plat::FileSeek(file.file, position)) return HDRPARS_E_FILE_READ;
   const int64_t got = sc::plat::FileRead(file.file, file.window, file.capacity);
-  if (got < 0) return kHdrReadError;
+  if (got < 0) return HDRPARS_E_FILE_READ;
   file.windowStart = position;
   file.valid = static_cast<uint32_t>(got);
   return 0;
@@ -156,7 +153,7 @@ VQRESULT MapFile(ParserResource *resource, uint32_t offset, int64_t length, cons
       length = file.totalSize;
     } else {
       length = sc::plat::FileSize(file.file);
-      if (length < 0) return kHdrReadError;
+      if (length < 0) return HDRPARS_E_FILE_READ;
     }
   }
   // A mapping never reaches past the end of a source of known size; an offset beyond the
@@ -186,16 +183,16 @@ extern "C" {
 
 SC_API VQRESULT hdrpars_OpenResource(const void *what, uint32_t baseOffset, uint32_t size,
                                      uint32_t kind, uint32_t minimumWindow, ParserResource **out) {
-  if (!out) return kHdrMissingArgument;
+  if (!out) return HDRPARS_E_INVALID_ARGUMENT;
   *out = nullptr;
   switch (kind) {
     case PARSER_RESOURCE_FILE:
-      if (!what) return kHdrMissingArgument;
+      if (!what) return HDRPARS_E_INVALID_ARGUMENT;
       return OpenFile(static_cast<const char *>(what), baseOffset, size, minimumWindow, out);
     case PARSER_RESOURCE_MEMORY:
       return OpenMemory(what, baseOffset, size, out);
     default:
-      return kHdrBadState;
+      return HDRPARS_E_UNEXPECTED;
   }
 }
 
@@ -205,9 +202,9 @@ SC_API VQRESULT hdrpars_CloseResource(ParserResource *resource) {
     sc::RawFree(resource);
     return 0;
   }
-  if (resource->kind != PARSER_RESOURCE_FILE) return kHdrBadState;
+  if (resource->kind != PARSER_RESOURCE_FILE) return HDRPARS_E_UNEXPECTED;
   FileState &file = FileOf(resource);
-  if (file.retired || file.mapCount > 0) return kHdrStillMapped;
+  if (file.retired || file.mapCount > 0) return HDRPARS_E_STILL_MAPPED;
   sc::RawFree(file.window);
   sc::plat::FileClose(file.file);
   sc::RawFree(resource);
@@ -216,7 +213,7 @@ SC_API VQRESULT hdrpars_CloseResource(ParserResource *resource) {
 
 SC_API VQRESULT hdrpars_DataMap(ParserResource *resource, uint32_t offset, int32_t length,
                                 const void **data, uint32_t *available) {
-  if (!data || !available) return kHdrMissingArgument;
+  if (!data || !available) return HDRPARS_E_INVALID_ARGUMENT;
   *data = nullptr;
   *available = 0;
   if (!resource || length == 0) return 0;
@@ -226,16 +223,16 @@ SC_API VQRESULT hdrpars_DataMap(ParserResource *resource, uint32_t offset, int32
     case PARSER_RESOURCE_FILE:
       return MapFile(resource, offset, length, data, available);
     default:
-      return kHdrBadState;
+      return HDRPARS_E_UNEXPECTED;
   }
 }
 
 SC_API VQRESULT hdrpars_DataUnMap(ParserResource *resource, const void *pointer) {
   if (!resource || !pointer || resource->kind == PARSER_RESOURCE_MEMORY) return 0;
-  if (resource->kind != PARSER_RESOURCE_FILE) return kHdrBadState;
+  if (resource->kind != PARSER_RESOURCE_FILE) return HDRPARS_E_UNEXPECTED;
   FileState &file = FileOf(resource);
   if (Contains(file.window, file.capacity, pointer)) {
-    if (file.mapCount == 0) return kHdrBadState;
+    if (file.mapCount == 0) return HDRPARS_E_UNEXPECTED;
     --file.mapCount;
     return 0;
   }
@@ -249,7 +246,7 @@ SC_API VQRESULT hdrpars_DataUnMap(ParserResource *resource, const void *pointer)
     }
     return 0;
   }
-  return kHdrBadState;
+  return HDRPARS_E_UNEXPECTED;
 }
 
 }  // extern "C"

@@ -1,8 +1,8 @@
 #include "dataheader/tree.h"
 
-#include "dataheader/codes.h"
 #include "dataheader/wide_text.h"
 #include "foundation/alloc.h"
+#include "sc_hdrpars.h"
 
 namespace sc::hdr {
 
@@ -40,13 +40,13 @@ VQRESULT FindBlockDescription(Tag *first, std::u16string_view name, Tag **out) {
   for (Tag *tag = FindSibling(first, kDataBlockName); tag;
        tag = FindSibling(tag->next, kDataBlockName)) {
     const Tag *brokerString = FindSibling(tag->children, kBrokerStringName);
-    if (!brokerString) return code::kHdrTagMissing;
+    if (!brokerString) return HDRPARS_E_TAG_MISSING;
     if (View(brokerString->value) == name) {
       *out = tag;
       return 0;
     }
   }
-  return code::kHdrBlockNotFound;
+  return HDRPARS_E_DATABLOCK_NOT_FOUND;
 }
 
 }  // namespace sc::hdr

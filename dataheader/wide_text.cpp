@@ -2,9 +2,9 @@
 
 #include <cstring>
 
-#include "dataheader/codes.h"
 #include "foundation/alloc.h"
 #include "platform/text.h"
+#include "sc_hdrpars.h"
 
 namespace sc::hdr {
 
@@ -28,12 +28,12 @@ char16_t *WidePathFromBytes(const char *path) {
 
 VQRESULT BytesPathFromWide(const char16_t *path, char **out) {
   *out = nullptr;
-  if (!path) return code::kHdrBadState;
+  if (!path) return HDRPARS_E_UNEXPECTED;
   const std::u16string_view wide(path);
   const size_t bytes = plat::Utf16ToBytes(wide, nullptr, plat::Unpaired::kStrict);
-  if (bytes == plat::kNoByteForm) return code::kHdrBadState;
+  if (bytes == plat::kNoByteForm) return HDRPARS_E_UNEXPECTED;
   auto *narrow = static_cast<char *>(RawAlloc(bytes + 1));
-  if (!narrow) return code::kHdrNoMemory;
+  if (!narrow) return HDRPARS_E_OUT_OF_MEMORY;
   plat::Utf16ToBytes(wide, narrow, plat::Unpaired::kStrict);
   narrow[bytes] = 0;
   *out = narrow;

@@ -2,18 +2,16 @@
 #include <algorithm>
 #include <cstring>
 
-#include "dataheader/codes.h"
 #include "dataheader/tree.h"
 #include "dataheader/wide_text.h"
 #include "foundation/alloc.h"
-#include "platform/process.h"
 #include "platform/files.h"
+#include "platform/process.h"
 #include "platform/text.h"
 #include "sc_hdrpars.h"
 
 namespace {
 
-using namespace sc::code;
 using sc::hdr::View;
 
 // Block bytes are copied through mappings of at most this size; the file gets the same bytes
@@ -93,7 +91,7 @@ VQRESULT WriteBlock(Output &out, const DataBlock &block) {
     if (mapped) return mapped;
     if (available < wanted) {
       hdrpars_DataUnMap(block.source, data);
-      return kHdrReadError;
+      return HDRPARS_E_FILE_READ;
     }
     out.Bytes(data, available);
     hdrpars_DataUnMap(block.source, data);
@@ -106,11 +104,11 @@ VQRESULT SetNumberChild(Tag *description, std::u16string_view name, uint32_t num
   char16_t field[sc::hdr::kNumberField];
   sc::hdr::FormatNumberField(static_cast<int32_t>(number), field);
   const std::u16string_view text(field, sc::hdr::kNumberField);
-  if (!description->children) return kHdrMissingArgument;
+  if (!description->children) return HDRPARS_E_INVALID_ARGUMENT;
   Tag *child = sc::hdr::FindSibling(description->children, name);
   if (child) {
     char16_t *value = sc::hdr::CopyText(text);
-    if (!value) return kHdrNoMemory;
+    if (!value) return HDRPARS_E_OUT_OF_MEMORY;
     sc::RawFree(child->value);
     child->value = value;
     // An element with children is written as its children, so the number would be lost.
@@ -119,7 +117,7 @@ VQRESULT SetNumberChild(Tag *description, std::u16string_view name, uint32_t num
     return 0;
   }
   Tag *added = sc::hdr::NewTag(name, text);
-  if (!added) return kHdrNoMemory;
+  if (!added) return HDRPARS_E_OUT_OF_MEMORY;
   Tag **tail = &description->children;
   while (*tail)
     tail = &(*tail)->next;
@@ -138,8 +136,8 @@ VQRESULT PlaceBlocks(FileStructure &structure) {
   for (Tag *tag = sc::hdr::FindSibling(structure.tags, sc::hdr::kDataBlockName); tag;
        tag = sc::hdr::FindSibling(tag->next, sc::hdr::kDataBlockName)) {
     const Tag *brokerString = sc::hdr::FindSibling(tag->children, sc::hdr::kBrokerStringName);
-    if (!brokerString) return kHdrTagMissing;
-    if (!HasOpenBlock(structure, View(brokerString->value))) return kHdrBlockNotFound;
+    if (!brokerString) return HDRPARS_E_TAG_MISSING;
+    if (!HasOpenBlock(structure, View(brokerString->value))) return HDRPARS_E_DATABLOCK_NOT_FOUND;
   }
   uint32_t offset = 0;
   for (const DataBlock *block = structure.dataBlocks; block; block = block->next) {
@@ -226,7 +224,7 @@ class Printer {
 extern "C" {
 
 SC_API VQRESULT hdrpars_WriteFile(FileStructure *structure) {
-  if (!structure) return kHdrMissingArgument;
+  if (!structure) return HDRPARS_E_INVALID_ARGUMENT;
   VQRESULT result = PlaceBlocks(*structure);
   if (result) return result;
   char *path = nullptr;
@@ -234,12 +232,12 @@ SC_API VQRESULT hdrpars_WriteFile(FileStructure *structure) {
   if (result) return result;
   sc::plat::File *file = sc::plat::FileCreateForWrite(path);
   sc::RawFree(path);
-  if (!file) return kHdrCannotOpen;
+  if (!file) return HDRPARS_E_FILE_OPEN;
   Output out(file);
   result = WriteBody(out, *structure);
   const bool closed = out.Close();
   if (result) return result;
-  return closed ? 0 : kHdrWriteError;
+  return closed ? 0 : HDRPARS_E_FILE_WRITE;
 }
 
 SC_API VQRESULT hdrpars_DeleteFileStructure(FileStructure *structure) {
@@ -259,7 +257,7 @@ SC_API VQRESULT hdrpars_DeleteFileStructure(FileStructure *structure) {
 }
 
 SC_API VQRESULT hdrpars_PrintFileStructure(FileStructure *structure) {
-  if (!structure) return kHdrMissingArgument;
+  if (!structure) return HDRPARS_E_INVALID_ARGUMENT;
   Printer().Tags(structure->tags, 0);
   return 0;
 }

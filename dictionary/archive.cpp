@@ -7,9 +7,8 @@
 #include <cstring>
 #include <string>
 
-#include "dictionary/codes.h"
 #include "dictionary/utf8.h"
-#include "foundation/codes.h"
+#include "sc_edct.h"
 #include "sc_heap.h"
 #include "sc_srvspi.h"
 
@@ -171,11 +170,11 @@ VQRESULT ArchiveSubDictionary(Writer &out, const SubDictionary &sub) {
   if (sub.engine) SC_TRY(out.AppendBytes(sub.engine, uint32_t(std::strlen(sub.engine) + 1)));
 
   const KeySizes sizes = MeasureKeys(sub.store);
-  if (sizes.itemTooLong) return code::kOutOfRange;
+  if (sizes.itemTooLong) return EDCT_E_OUT_OF_RANGE;
   SectionPieces pieces;
   pieces.utf8 = image::KeysAsUtf8(sizes.utf8, sizes.utf16);
   const uint64_t keyBytes = pieces.utf8 ? sizes.utf8 : sizes.utf16;
-  if (keyBytes > UINT32_MAX || sizes.dataBlock > UINT32_MAX) return sc::code::kArrayBufferTooSmall;
+  if (keyBytes > UINT32_MAX || sizes.dataBlock > UINT32_MAX) return SRVSPI_E_ARRAY_BUFFER_TOO_SMALL;
   unsigned char *marker;
   SC_TRY(out.Align(4));
   SC_TRY(out.Reserve((sizes.keys + 1) * 4, &pieces.keyTable));
@@ -299,7 +298,7 @@ VQRESULT LoadWide(Reader &in, Resource *resource, const char16_t **out) {
   SC_TRY(in.String(2, &text, &bytes));
   if (bytes == 2) return 0;
   *out = CopyBytes<char16_t>(resource, text, bytes, bytes);
-  return *out ? 0 : code::kNoMemory;
+  return *out ? 0 : EDCT_E_OUT_OF_MEMORY;
 }
 
 VQRESULT LoadAttribute(Reader &in, Resource *resource, uint32_t present, char **out) {
@@ -308,7 +307,7 @@ VQRESULT LoadAttribute(Reader &in, Resource *resource, uint32_t present, char **
   uint32_t bytes;
   SC_TRY(in.String(1, &text, &bytes));
   *out = CopyBytes<char>(resource, text, bytes, bytes);
-  return *out ? 0 : code::kNoMemory;
+  return *out ? 0 : EDCT_E_OUT_OF_MEMORY;
 }
 
 // Decodes key i into `buffer`, growing it; the key's bytes are cut to the key block.
@@ -323,7 +322,7 @@ VQRESULT LoadKey(Resource *resource, const image::SectionHeader &header,
   const size_t needed = (size_t{bytes} + 1) * 2;
   if (needed > *capacity) {
     void *grown = heap_Realloc(resource->heap, *buffer, needed * 2);
-    if (!grown) return code::kNoMemory;
+    if (!grown) return EDCT_E_OUT_OF_MEMORY;
     *buffer = static_cast<char16_t *>(grown);
     *capacity = needed * 2;
   }
@@ -348,7 +347,7 @@ VQRESULT LoadSubDictionary(Reader &in, Resource *resource, SubDictionary *sub) {
   std::memcpy(&header, at, sizeof header);
   // Only this host's UTF-16 byte order is read.
   if (header.keyEncoding != image::kKeysUtf8 && header.keyEncoding != image::kKeysUtf16Host)
-    return code::kCorrupt;
+    return EDCT_E_CORRUPT;
   sub->content = header.content;
   sub->representation = header.representation;
   sub->pos = header.pos;
@@ -358,14 +357,14 @@ VQRESULT LoadSubDictionary(Reader &in, Resource *resource, SubDictionary *sub) {
   if (header.modelPresent) {
     SC_TRY(in.Read(image::kModelSize, &at));
     sub->model = CopyBytes<unsigned char>(resource, at, image::kModelSize, image::kModelSize + 1);
-    if (!sub->model) return code::kNoMemory;
+    if (!sub->model) return EDCT_E_OUT_OF_MEMORY;
     sub->model[image::kModelSize] = 0;
   }
   SC_TRY(LoadAttribute(in, resource, header.enginePresent, &sub->engine));
   SC_TRY(EntryStoreInit(&sub->store, resource, kTreeGrowth, kArenaGrowth));
 
   const uint64_t tableBytes = (uint64_t{header.keyCount} + 1) * 4;
-  if (tableBytes > UINT32_MAX) return sc::code::kArrayBufferTooSmall;
+  if (tableBytes > UINT32_MAX) return SRVSPI_E_ARRAY_BUFFER_TOO_SMALL;
   const unsigned char *keyTable, *keyBlock, *dataTable, *marker;
   SC_TRY(in.Align(4));
   SC_TRY(in.Read(static_cast<uint32_t>(tableBytes), &keyTable));
@@ -418,20 +417,20 @@ VQRESULT LoadArchive(Dictionary *dictionary, const unsigned char *start) {
   SC_TRY(in.Read(sizeof(image::Header), &at));
   image::Header header;
   std::memcpy(&header, at, sizeof header);
-  if (header.format != image::kFormat || header.reserved != 0) return code::kCorrupt;
+  if (header.format != image::kFormat || header.reserved != 0) return EDCT_E_CORRUPT;
   dictionary->nbrKeys = header.nbrKeys;
   dictionary->nbrEntries = header.nbrEntries;
   SC_TRY(LoadWide(in, resource, &dictionary->name));
   SC_TRY(LoadWide(in, resource, &dictionary->description));
   SC_TRY(in.Align(4));
   const uint64_t tableBytes = uint64_t{header.sectionCount} * 4;
-  if (tableBytes > UINT32_MAX) return sc::code::kArrayBufferTooSmall;
+  if (tableBytes > UINT32_MAX) return SRVSPI_E_ARRAY_BUFFER_TOO_SMALL;
   SC_TRY(in.Read(static_cast<uint32_t>(tableBytes), &at));
   SC_TRY(in.Align(4));
   // The sections follow one another; the offset table is not needed to find them.
   for (uint32_t i = 0; i < header.sectionCount; ++i) {
     SubDictionary *sub = AppendSubDictionary(dictionary);
-    if (!sub) return code::kNoMemory;
+    if (!sub) return EDCT_E_OUT_OF_MEMORY;
     SC_TRY(LoadSubDictionary(in, resource, sub));
   }
   return 0;
@@ -447,8 +446,8 @@ SC_API VQRESULT edct_DctArchive(SafeHandle handle, void *buffer, uint32_t *size,
   Dictionary *dictionary = nullptr;
   const VQRESULT resolved = ResolveDictionary(handle, &dictionary);
   if (resolved) return resolved;
-  if (!size) return code::kNullPointer;
-  if (dictionary->kind == kReadOnly) return code::kReadOnly;
+  if (!size) return EDCT_E_NULL_POINTER;
+  if (dictionary->kind == kReadOnly) return EDCT_E_READ_ONLY;
   GuardLock lock(dictionary->guard);
   if (lock.result()) return lock.result();
   if (buffer) std::memset(buffer, image::kMarker, *size);

@@ -6,11 +6,10 @@
 #include <string>
 
 #include "dictionary/archive.h"
-#include "dictionary/codes.h"
 #include "dictionary/image_view.h"
-#include "foundation/codes.h"
 #include "foundation/live_set.h"
 #include "foundation/resource.h"
+#include "sc_edct.h"
 #include "sc_heap.h"
 #include "sc_safeh.h"
 
@@ -82,7 +81,7 @@ bool Holds(const SubDictionary &sub, const char16_t *key) {
 }
 
 VQRESULT AddOne(Dictionary *dictionary, const char16_t *key, const EDCT_ENTRY &entry) {
-  if (!entry.Data && entry.DataSize) return code::kNullPointer;
+  if (!entry.Data && entry.DataSize) return EDCT_E_NULL_POINTER;
   SubDictionary *sub = nullptr;
   for (SubDictionary *at = dictionary->first; at && !sub; at = at->next)
     if (Matches(*at, entry)) sub = at;
@@ -96,7 +95,7 @@ VQRESULT AddOne(Dictionary *dictionary, const char16_t *key, const EDCT_ENTRY &e
   SubDictionary *created = nullptr;
   if (!sub) {
     sub = created = NewSubDictionary(dictionary->resource, entry);
-    if (!sub) return code::kNoMemory;
+    if (!sub) return EDCT_E_OUT_OF_MEMORY;
   }
   const uint32_t added = EntryStoreAdd(&sub->store, key, entry.Data, entry.DataSize);
   if (added != kStoreNewKey && added != kStoreChained) {
@@ -134,10 +133,10 @@ void CollectWritable(Dictionary *dictionary, const char16_t *key, const EDCT_FIL
 // read-only dictionary refuses; else `lock` takes the lock, and a change of entries is refused
 // while iterators are open.
 VQRESULT BeginChange(Dictionary *dictionary, bool ofEntries, std::optional<GuardLock> *lock) {
-  if (dictionary->kind == kReadOnly) return code::kReadOnly;
+  if (dictionary->kind == kReadOnly) return EDCT_E_READ_ONLY;
   lock->emplace(dictionary->guard);
   if ((*lock)->result()) return (*lock)->result();
-  if (ofEntries && dictionary->openIterators) return code::kIteratorOpen;
+  if (ofEntries && dictionary->openIterators) return EDCT_E_ITERATOR_OPEN;
   return 0;
 }
 
@@ -286,7 +285,7 @@ VQRESULT Notify(Dictionary *dictionary, uint32_t action, const char16_t *key,
   const uint32_t answer = dictionary->notify(SafeHandle{dictionary, EDCT_DCT_TAG}, action, key,
                                              entry, dictionary->notifyUser);
   dictionary->callbackError = answer;
-  return answer ? code::kCallbackFailed : 0;
+  return answer ? EDCT_E_NOTIFY_FAILED : 0;
 }
 
 }  // namespace sc::edct
@@ -300,11 +299,11 @@ SC_API VQRESULT edct_DctOpen(ResourceHandle resourceHandle, const void *image, u
   Resource *resource = nullptr;
   const VQRESULT resolved = InitRsrcFunction(resourceHandle, &resource);
   if (resolved) return resolved;
-  if (!out) return code::kNullPointer;
+  if (!out) return EDCT_E_NULL_POINTER;
   *out = g_vqNullHandle;
-  if (!image && mode == EDCT_OPEN_READONLY) return code::kReadOnly;
+  if (!image && mode == EDCT_OPEN_READONLY) return EDCT_E_READ_ONLY;
   auto *dictionary = static_cast<Dictionary *>(heap_Calloc(resource->heap, 1, sizeof(Dictionary)));
-  if (!dictionary) return code::kNoMemory;
+  if (!dictionary) return EDCT_E_OUT_OF_MEMORY;
   dictionary->resource = resource;
   dictionary->resourceHandle = resourceHandle;
   dictionary->kind = mode == EDCT_OPEN_READONLY ? kReadOnly : kWritable;
@@ -313,7 +312,7 @@ SC_API VQRESULT edct_DctOpen(ResourceHandle resourceHandle, const void *image, u
     result = OpenImageView(dictionary, static_cast<const unsigned char *>(image));
   else if (image)
     result = LoadArchive(dictionary, static_cast<const unsigned char *>(image));
-  if (!result && notify && mode == EDCT_OPEN_READONLY) result = code::kReadOnly;
+  if (!result && notify && mode == EDCT_OPEN_READONLY) result = EDCT_E_READ_ONLY;
   if (!result) result = OpenGuarded(resourceHandle, EDCT_DCT_TAG, dictionary, &dictionary->guard);
   if (result) {
     FreeDictionary(dictionary);
@@ -337,11 +336,11 @@ SC_API VQRESULT edct_DctClose(SafeHandle handle) {
   if (locked) return locked;
   VQRESULT refused = 0;
   if (dictionary->openIterators != 0)
-    refused = code::kIteratorOpen;
+    refused = EDCT_E_ITERATOR_OPEN;
   else if (dictionary->registerCount > 0)
-    refused = code::kStillRegistered;
+    refused = EDCT_E_STILL_REGISTERED;
   else if (dictionary->registerCount < 0)
-    refused = code::kBadRegisterCount;
+    refused = EDCT_E_BAD_REGISTER_COUNT;
   if (refused) {
     srvspi_SecUnlock(guard);
     return refused;
@@ -356,7 +355,7 @@ SC_API VQRESULT edct_DctAddEntry(SafeHandle handle, const char16_t *key, const E
   Dictionary *dictionary = nullptr;
   const VQRESULT resolved = ResolveDictionary(handle, &dictionary);
   if (resolved) return resolved;
-  if (!key || !entries) return code::kNullPointer;
+  if (!key || !entries) return EDCT_E_NULL_POINTER;
   std::optional<GuardLock> lock;
   const VQRESULT begun = BeginChange(dictionary, true, &lock);
   if (begun) return begun;
@@ -371,7 +370,7 @@ SC_API VQRESULT edct_DctRemoveEntry(SafeHandle handle, const char16_t *key) {
   Dictionary *dictionary = nullptr;
   const VQRESULT resolved = ResolveDictionary(handle, &dictionary);
   if (resolved) return resolved;
-  if (!key) return code::kNullPointer;
+  if (!key) return EDCT_E_NULL_POINTER;
   std::optional<GuardLock> lock;
   const VQRESULT begun = BeginChange(dictionary, true, &lock);
   if (begun) return begun;
@@ -385,7 +384,7 @@ SC_API VQRESULT edct_DctRemoveEntry(SafeHandle handle, const char16_t *key) {
     sub->nbrEntries -= count;
     total += count;
   }
-  if (!held) return code::kNotFound;
+  if (!held) return EDCT_E_NOT_FOUND;
   dictionary->nbrEntries -= total;
   --dictionary->nbrKeys;
   return Notify(dictionary, EDCT_NOTIFY_REMOVED, key, nullptr);
@@ -397,7 +396,7 @@ SC_API VQRESULT edct_DctGetEntryData(SafeHandle handle, const char16_t *key,
   Dictionary *dictionary = nullptr;
   const VQRESULT resolved = ResolveDictionary(handle, &dictionary);
   if (resolved) return resolved;
-  if (!key || !entries || !count) return code::kNullPointer;
+  if (!key || !entries || !count) return EDCT_E_NULL_POINTER;
   *entries = nullptr;
   *count = 0;
   GuardLock lock(dictionary->guard);
@@ -407,8 +406,8 @@ SC_API VQRESULT edct_DctGetEntryData(SafeHandle handle, const char16_t *key,
     // The entries point into the image: one pass, the array growing as they come.
     block.GrowFrom(dictionary->resource);
     VQRESULT result = CollectImageEntries(dictionary, key, filter, &block);
-    if (!result && block.failed()) result = code::kNoMemory;
-    if (!result && block.count() == 0) result = code::kNotFound;
+    if (!result && block.failed()) result = EDCT_E_OUT_OF_MEMORY;
+    if (!result && block.count() == 0) result = EDCT_E_NOT_FOUND;
     if (result) {
       heap_Free(dictionary->resource->heap, block.entries());
       return result;
@@ -416,8 +415,8 @@ SC_API VQRESULT edct_DctGetEntryData(SafeHandle handle, const char16_t *key,
   } else {
     // Measured first and then filled, so that everything handed out is one heap block.
     CollectWritable(dictionary, key, filter, &block);
-    if (block.count() == 0) return code::kNotFound;
-    if (!block.Allocate(dictionary->resource)) return code::kNoMemory;
+    if (block.count() == 0) return EDCT_E_NOT_FOUND;
+    if (!block.Allocate(dictionary->resource)) return EDCT_E_OUT_OF_MEMORY;
     CollectWritable(dictionary, key, filter, &block);
   }
   *entries = block.entries();
@@ -430,7 +429,7 @@ SC_API VQRESULT edct_DctFreeEntryData(SafeHandle handle, EDCT_ENTRY *entries, ui
   Dictionary *dictionary = nullptr;
   const VQRESULT resolved = ResolveDictionary(handle, &dictionary);
   if (resolved) return resolved;
-  if (!entries) return code::kNullPointer;
+  if (!entries) return EDCT_E_NULL_POINTER;
   GuardLock lock(dictionary->guard);
   if (lock.result()) return lock.result();
   // The array holds every copy its entries point to.
@@ -442,7 +441,7 @@ SC_API VQRESULT edct_DctGetInfo(SafeHandle handle, EDCT_INFO *info) {
   Dictionary *dictionary = nullptr;
   const VQRESULT resolved = ResolveDictionary(handle, &dictionary);
   if (resolved) return resolved;
-  if (!info) return code::kNullPointer;
+  if (!info) return EDCT_E_NULL_POINTER;
   GuardLock lock(dictionary->guard);
   if (lock.result()) return lock.result();
   const char16_t *description = dictionary->description;
@@ -450,7 +449,7 @@ SC_API VQRESULT edct_DctGetInfo(SafeHandle handle, EDCT_INFO *info) {
   if (dictionary->kind == kWritable) {
     char16_t *descriptionCopy, *nameCopy;
     if (!CopyTexts(dictionary->resource, description, name, &descriptionCopy, &nameCopy))
-      return code::kNoMemory;
+      return EDCT_E_OUT_OF_MEMORY;
     description = descriptionCopy;
     name = nameCopy;
   }
@@ -465,7 +464,7 @@ SC_API VQRESULT edct_DctFreeInfo(SafeHandle handle, EDCT_INFO *info) {
   Dictionary *dictionary = nullptr;
   const VQRESULT resolved = ResolveDictionary(handle, &dictionary);
   if (resolved) return resolved;
-  if (!info) return code::kNullPointer;
+  if (!info) return EDCT_E_NULL_POINTER;
   GuardLock lock(dictionary->guard);
   if (lock.result()) return lock.result();
   if (dictionary->kind == kWritable) {
@@ -479,7 +478,7 @@ SC_API VQRESULT edct_DctSetInfo(SafeHandle handle, const EDCT_INFO *info) {
   Dictionary *dictionary = nullptr;
   const VQRESULT resolved = ResolveDictionary(handle, &dictionary);
   if (resolved) return resolved;
-  if (!info) return code::kNullPointer;
+  if (!info) return EDCT_E_NULL_POINTER;
   std::optional<GuardLock> lock;
   const VQRESULT begun = BeginChange(dictionary, false, &lock);
   if (begun) return begun;
@@ -487,7 +486,7 @@ SC_API VQRESULT edct_DctSetInfo(SafeHandle handle, const EDCT_INFO *info) {
   Resource *resource = dictionary->resource;
   char16_t *description, *name;
   if (!CopyTexts(resource, info->Description, info->Name, &description, &name))
-    return code::kNoMemory;
+    return EDCT_E_OUT_OF_MEMORY;
   heap_Free(resource->heap, const_cast<char16_t *>(dictionary->description));
   heap_Free(resource->heap, const_cast<char16_t *>(dictionary->name));
   dictionary->description = description;
@@ -499,7 +498,7 @@ SC_API VQRESULT edct_DctGetCallbackError(SafeHandle handle, uint32_t *value) {
   Dictionary *dictionary = nullptr;
   const VQRESULT resolved = ResolveDictionary(handle, &dictionary);
   if (resolved) return resolved;
-  if (!value) return code::kNullPointer;
+  if (!value) return EDCT_E_NULL_POINTER;
   GuardLock lock(dictionary->guard);
   if (lock.result()) return lock.result();
   *value = dictionary->callbackError;

@@ -3,7 +3,7 @@
 #include <cstring>
 #include <string>
 
-#include "dictionary/codes.h"
+#include "sc_edct.h"
 #include "sc_heap.h"
 
 namespace sc::edct {
@@ -404,13 +404,13 @@ VQRESULT EntryStoreInit(EntryStore *store, Resource *resource, uint32_t treeGrow
   store->pendingLink = kNoLink;
   ChunkArrayInit(&store->arena, resource, 1, arenaGrowth);
   store->pool = NodePoolCreate(resource, 0, treeGrowth);
-  if (!store->pool) return code::kNoMemory;
+  if (!store->pool) return EDCT_E_OUT_OF_MEMORY;
   // Offset 0 holds a filler byte, so no record starts there and 0 can mean none.
   const unsigned char filler = 0;
   if (!ChunkArrayPush(&store->arena, &filler)) {
     NodePoolDestroy(store->pool);
     store->pool = nullptr;
-    return code::kNoMemory;
+    return EDCT_E_OUT_OF_MEMORY;
   }
   return 0;
 }
@@ -421,7 +421,7 @@ uint32_t EntryStoreAdd(EntryStore *store, const char16_t *key, const void *data,
   // Room for the worst case (pads, length word, data and a link) is made first, so that once
   // anything is written nothing can fail but the tree's own growth, which is undone below.
   const uint64_t worst = uint64_t{arena.count} + 1 + keyBytes + 3 + 4 + size + 3 + 4;
-  if (size > INT32_MAX || !ChunkArrayReserve(&arena, worst)) return code::kNoMemory;
+  if (size > INT32_MAX || !ChunkArrayReserve(&arena, worst)) return EDCT_E_OUT_OF_MEMORY;
   const uint32_t before = arena.count;
   uint32_t record, lengthAt, dataAt;
   const int32_t length = static_cast<int32_t>(size);
@@ -431,7 +431,7 @@ uint32_t EntryStoreAdd(EntryStore *store, const char16_t *key, const void *data,
   uint32_t previous = 0;
   if (!KeyTreeInsert(&store->pool, KeyOrder{arena.data}, record, &previous)) {
     arena.count = before;
-    return code::kNoMemory;
+    return EDCT_E_OUT_OF_MEMORY;
   }
   if (!previous) return kStoreNewKey;
   uint32_t linkAt;

@@ -3,16 +3,18 @@
 
 #include <cstdint>
 
-#include "dictionary/codes.h"
-#include "foundation/codes.h"
 #include "foundation/live_set.h"
 #include "foundation/resource.h"
+#include "sc_edct.h"
 #include "sc_safeh.h"
 #include "sc_srvspi.h"
 
 namespace sc::edct {
 
-// Holds a guarded object's lock for one scope.
+// Holds a guarded object's lock for one scope. It carries no thread-safety annotations: the
+// lock is taken through srvspi_SecLock on a guard whose core is opaque here, the taking may be
+// refused (result()), and BeginChange keeps the guard in an optional; the analysis can follow
+// none of these, so the data of dictionaries, iterators and managers is not annotated either.
 class GuardLock {
  public:
   explicit GuardLock(const SecObject &guard) : guard_(guard), result_(srvspi_SecLock(guard)) {}
@@ -35,11 +37,11 @@ template <class T>
 VQRESULT ResolveGuarded(SafeHandle handle, uint32_t tag, T **out) {
   const VQRESULT checked = safeh_HandleCheck(handle, tag, sizeof(T));
   if (checked) return checked;
-  if (!live::Contains(handle.pointer, tag)) return sc::code::kSecInvalidHandle;
+  if (!live::Contains(handle.pointer, tag)) return SRVSPI_E_SEC_INVALID_HANDLE;
   auto *object = static_cast<T *>(handle.pointer);
   const VQRESULT valid = srvspi_SecValidate(object->guard, tag);
   if (valid) return valid;
-  if (!ResourceAlive(object->resource)) return code::kDeadResource;
+  if (!ResourceAlive(object->resource)) return EDCT_E_INVALID_RESOURCE;
   *out = object;
   return 0;
 }
@@ -50,7 +52,7 @@ inline VQRESULT OpenGuarded(ResourceHandle resource, uint32_t tag, const void *o
   VQRESULT result = srvspi_SecOpen(resource, tag, guard);
   if (!result && !live::Add(object, tag)) {
     srvspi_SecClose(guard);
-    result = code::kNoMemory;
+    result = EDCT_E_OUT_OF_MEMORY;
   }
   return result;
 }

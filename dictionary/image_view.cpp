@@ -3,8 +3,8 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "dictionary/codes.h"
 #include "dictionary/utf8.h"
+#include "sc_edct.h"
 #include "sc_heap.h"
 
 namespace sc::edct {
@@ -43,11 +43,11 @@ const char16_t *WideAt(const Bounds &bounds, uint64_t offset) {
 }
 
 VQRESULT LocateSection(const Bounds &bounds, uint64_t at, ImageSubDictionary *section) {
-  if (at % 4 || !bounds.Holds(at, sizeof(image::SectionHeader))) return code::kCorrupt;
+  if (at % 4 || !bounds.Holds(at, sizeof(image::SectionHeader))) return EDCT_E_CORRUPT;
   image::SectionHeader &header = section->header;
   std::memcpy(&header, bounds.image + at, sizeof header);
   if (header.keyEncoding != image::kKeysUtf8 && header.keyEncoding != image::kKeysUtf16Host)
-    return code::kCorrupt;
+    return EDCT_E_CORRUPT;
   uint64_t cursor = at + sizeof header;
   const auto text = [&](const char **out) {
     const uint64_t end = bounds.StringEnd(cursor);
@@ -56,13 +56,13 @@ VQRESULT LocateSection(const Bounds &bounds, uint64_t at, ImageSubDictionary *se
     cursor = end;
     return true;
   };
-  if (header.languagePresent && !text(&section->language)) return code::kCorrupt;
+  if (header.languagePresent && !text(&section->language)) return EDCT_E_CORRUPT;
   if (header.modelPresent) {
-    if (!bounds.Holds(cursor, image::kModelSize)) return code::kCorrupt;
+    if (!bounds.Holds(cursor, image::kModelSize)) return EDCT_E_CORRUPT;
     section->model = reinterpret_cast<const char *>(bounds.image + cursor);
     cursor += image::kModelSize;
   }
-  if (header.enginePresent && !text(&section->engine)) return code::kCorrupt;
+  if (header.enginePresent && !text(&section->engine)) return EDCT_E_CORRUPT;
   const uint64_t tableBytes = (uint64_t{header.keyCount} + 1) * 4;
   const uint64_t keyTable = PadTo(cursor, 4);
   const uint64_t keyBlock = keyTable + tableBytes;
@@ -70,7 +70,7 @@ VQRESULT LocateSection(const Bounds &bounds, uint64_t at, ImageSubDictionary *se
   const uint64_t dataBlock = dataTable + tableBytes;
   if (!bounds.Holds(keyTable, tableBytes) || !bounds.Holds(keyBlock, header.keyBlockSize) ||
       !bounds.Holds(dataTable, tableBytes) || !bounds.Holds(dataBlock, header.dataBlockSize))
-    return code::kCorrupt;
+    return EDCT_E_CORRUPT;
   section->keyOffsets = bounds.image + keyTable;
   section->keyBlock = bounds.image + keyBlock;
   section->dataOffsets = bounds.image + dataTable;
@@ -132,11 +132,11 @@ bool PassesReadOnly(const EDCT_FILTER *filter, const ImageSubDictionary &section
 VQRESULT OpenImageView(Dictionary *dictionary, const unsigned char *start) {
   image::Header header;
   std::memcpy(&header, start, sizeof header);
-  if (header.format != image::kFormat || header.reserved != 0) return code::kCorrupt;
+  if (header.format != image::kFormat || header.reserved != 0) return EDCT_E_CORRUPT;
   const Bounds bounds{start, header.imageSize};
   const uint64_t nameEnd = bounds.WideEnd(sizeof header);
   const uint64_t descriptionEnd = nameEnd ? bounds.WideEnd(nameEnd) : 0;
-  if (!descriptionEnd) return code::kCorrupt;
+  if (!descriptionEnd) return EDCT_E_CORRUPT;
   dictionary->kind = kReadOnly;
   dictionary->nbrKeys = header.nbrKeys;
   dictionary->nbrEntries = header.nbrEntries;
@@ -144,11 +144,11 @@ VQRESULT OpenImageView(Dictionary *dictionary, const unsigned char *start) {
   dictionary->description = WideAt(bounds, nameEnd);
   const uint32_t count = header.sectionCount;
   const uint64_t table = PadTo(descriptionEnd, 4);
-  if (count == 0 || !bounds.Holds(table, uint64_t{count} * 4)) return code::kCorrupt;
+  if (count == 0 || !bounds.Holds(table, uint64_t{count} * 4)) return EDCT_E_CORRUPT;
   const uint64_t base = table + uint64_t{count} * 4;
   auto *sections = static_cast<ImageSubDictionary *>(
       heap_Calloc(dictionary->resource->heap, count, sizeof(ImageSubDictionary)));
-  if (!sections) return code::kNoMemory;
+  if (!sections) return EDCT_E_OUT_OF_MEMORY;
   dictionary->firstImage = sections;
   for (uint32_t i = 0; i < count; ++i) {
     const uint64_t at = base + Load<uint32_t>(start + table + uint64_t{i} * 4);
@@ -203,7 +203,7 @@ VQRESULT CollectImageEntries(const Dictionary *dictionary, const char16_t *key,
     if (!PassesReadOnly(filter, *section)) continue;
     const int64_t index = FindKey(*section, key);
     if (index < 0) continue;
-    if (!AddImageEntries(*section, static_cast<uint32_t>(index), block)) return code::kCorrupt;
+    if (!AddImageEntries(*section, static_cast<uint32_t>(index), block)) return EDCT_E_CORRUPT;
   }
   return 0;
 }

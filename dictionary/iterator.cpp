@@ -3,13 +3,12 @@
 #include <cstring>
 #include <string>
 
-#include "dictionary/codes.h"
 #include "dictionary/dictionary.h"
 #include "dictionary/image_view.h"
 #include "dictionary/utf8.h"
-#include "foundation/codes.h"
 #include "foundation/live_set.h"
 #include "foundation/resource.h"
+#include "sc_edct.h"
 #include "sc_heap.h"
 #include "sc_safeh.h"
 
@@ -111,13 +110,13 @@ VQRESULT BuildWritable(DictionaryIterator *iterator) {
   WalkRecords(iterator, &block, &first);
   iterator->entryCount = block.count();
   if (iterator->wantEntries) {
-    if (!block.Allocate(resource)) return code::kNoMemory;
+    if (!block.Allocate(resource)) return EDCT_E_OUT_OF_MEMORY;
     WalkRecords(iterator, &block, &first);
     iterator->entries = block.entries();
   }
   if (iterator->wantKey) {
     iterator->key = CopyWide(resource, first.key);
-    if (!iterator->key) return code::kNoMemory;
+    if (!iterator->key) return EDCT_E_OUT_OF_MEMORY;
     iterator->keyOwned = true;
   }
   return 0;
@@ -136,7 +135,7 @@ VQRESULT ImageKeyOut(DictionaryIterator *iterator) {
     return 0;
   }
   auto *copy = static_cast<char16_t *>(heap_Alloc(iterator->resource->heap, (bytes + 1) * 2));
-  if (!copy) return code::kNoMemory;
+  if (!copy) return EDCT_E_OUT_OF_MEMORY;
   char16_t *out = copy;
   const unsigned char *at = stored.begin;
   if (section.header.keyEncoding == image::kKeysUtf8) {
@@ -154,10 +153,10 @@ VQRESULT ImageKeyOut(DictionaryIterator *iterator) {
 
 VQRESULT BuildReadOnly(DictionaryIterator *iterator) {
   EntryBlock block;
-  if (!AddImageEntries(*iterator->image, iterator->index, &block)) return code::kCorrupt;
+  if (!AddImageEntries(*iterator->image, iterator->index, &block)) return EDCT_E_CORRUPT;
   iterator->entryCount = block.count();
   if (iterator->wantEntries && block.count()) {
-    if (!block.Allocate(iterator->resource)) return code::kNoMemory;
+    if (!block.Allocate(iterator->resource)) return EDCT_E_OUT_OF_MEMORY;
     AddImageEntries(*iterator->image, iterator->index, &block);
     iterator->entries = block.entries();
   }
@@ -184,7 +183,7 @@ SC_API VQRESULT edct_DctItOpen(ResourceHandle resourceHandle, SafeHandle diction
   Resource *resource = nullptr;
   const VQRESULT resolved = InitRsrcFunction(resourceHandle, &resource);
   if (resolved) return resolved;
-  if (!out) return code::kNullPointer;
+  if (!out) return EDCT_E_NULL_POINTER;
   Dictionary *dictionary = nullptr;
   const VQRESULT found = ResolveDictionary(dictionaryHandle, &dictionary);
   if (found) return found;
@@ -194,7 +193,7 @@ SC_API VQRESULT edct_DctItOpen(ResourceHandle resourceHandle, SafeHandle diction
   if (counted) return counted;
   auto *iterator =
       static_cast<DictionaryIterator *>(heap_Calloc(resource->heap, 1, sizeof(DictionaryIterator)));
-  VQRESULT result = iterator ? 0 : code::kNoMemory;
+  VQRESULT result = iterator ? 0 : EDCT_E_OUT_OF_MEMORY;
   if (!result) {
     iterator->resource = resource;
     iterator->dictionary = dictionary;
@@ -242,7 +241,7 @@ SC_API VQRESULT edct_DctItHasEnded(SafeHandle handle, uint32_t *ended) {
   DictionaryIterator *iterator = nullptr;
   const VQRESULT resolved = ResolveIterator(handle, &iterator);
   if (resolved) return resolved;
-  if (!ended) return code::kNullPointer;
+  if (!ended) return EDCT_E_NULL_POINTER;
   GuardLock lock(iterator->guard);
   if (lock.result()) return lock.result();
   *ended = iterator->ended;
@@ -263,7 +262,7 @@ SC_API VQRESULT edct_DctItCurrent(SafeHandle handle, const char16_t **key,
   if (lock.result()) return lock.result();
   iterator->wantKey = key != nullptr;
   iterator->wantEntries = entries != nullptr;
-  if (iterator->ended) return code::kIteratorEnded;
+  if (iterator->ended) return EDCT_E_ITERATOR_ENDED;
   // A position is built once; later calls at it hand out the same, whatever they ask for.
   if (!iterator->currentBuilt) {
     const VQRESULT built = Writable(*iterator) ? BuildWritable(iterator) : BuildReadOnly(iterator);
@@ -287,7 +286,7 @@ SC_API VQRESULT edct_DctItIncrement(SafeHandle handle) {
   if (resolved) return resolved;
   GuardLock lock(iterator->guard);
   if (lock.result()) return lock.result();
-  if (iterator->ended) return code::kIteratorEnded;
+  if (iterator->ended) return EDCT_E_ITERATOR_ENDED;
   Release(iterator);
   if (Writable(*iterator))
     StoreCursorAdvance(&iterator->cursor);

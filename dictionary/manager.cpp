@@ -1,10 +1,9 @@
 // Dictionary managers: an ordered list of registered dictionaries, searched from the first;
 // the first that holds entries for a key answers. Lock order: manager, then dictionary.
-#include "dictionary/codes.h"
 #include "dictionary/dictionary.h"
-#include "foundation/codes.h"
 #include "foundation/live_set.h"
 #include "foundation/resource.h"
+#include "sc_edct.h"
 #include "sc_heap.h"
 #include "sc_safeh.h"
 
@@ -38,7 +37,7 @@ Registration **Find(DictionaryManager *manager, SafeHandle dictionary) {
 VQRESULT ChangeRegisterCount(Dictionary *dictionary, int change) {
   GuardLock lock(dictionary->guard);
   if (lock.result()) return lock.result();
-  if (change < 0 && dictionary->registerCount < 1) return code::kBadRegisterCount;
+  if (change < 0 && dictionary->registerCount < 1) return EDCT_E_BAD_REGISTER_COUNT;
   dictionary->registerCount += change;
   return 0;
 }
@@ -61,7 +60,7 @@ VQRESULT WithRegistration(SafeHandle managerHandle, SafeHandle dictionaryHandle,
   GuardLock lock(manager->guard);
   if (lock.result()) return lock.result();
   Registration **link = Find(manager, dictionaryHandle);
-  if (!link) return code::kNotRegistered;
+  if (!link) return EDCT_E_NOT_REGISTERED;
   return change(manager, dictionary, link);
 }
 
@@ -76,11 +75,11 @@ SC_API VQRESULT edct_DctMgrOpen(ResourceHandle resourceHandle, SafeHandle *out) 
   Resource *resource = nullptr;
   const VQRESULT resolved = InitRsrcFunction(resourceHandle, &resource);
   if (resolved) return resolved;
-  if (!out) return code::kNullPointer;
+  if (!out) return EDCT_E_NULL_POINTER;
   *out = g_vqNullHandle;
   auto *manager =
       static_cast<DictionaryManager *>(heap_Calloc(resource->heap, 1, sizeof(DictionaryManager)));
-  if (!manager) return code::kNoMemory;
+  if (!manager) return EDCT_E_OUT_OF_MEMORY;
   manager->resource = resource;
   const VQRESULT result = OpenGuarded(resourceHandle, EDCT_DCTMGR_TAG, manager, &manager->guard);
   if (result) {
@@ -127,10 +126,10 @@ SC_API VQRESULT edct_DctMgrRegisterDct(SafeHandle managerHandle, SafeHandle dict
   if (resolved) return resolved;
   GuardLock lock(manager->guard);
   if (lock.result()) return lock.result();
-  if (Find(manager, dictionaryHandle)) return code::kAlreadyRegistered;
+  if (Find(manager, dictionaryHandle)) return EDCT_E_ALREADY_REGISTERED;
   auto *registration =
       static_cast<Registration *>(heap_Alloc(manager->resource->heap, sizeof(Registration)));
-  if (!registration) return code::kNoMemory;
+  if (!registration) return EDCT_E_OUT_OF_MEMORY;
   const VQRESULT counted = ChangeRegisterCount(dictionary, +1);
   if (counted) {
     heap_Free(manager->resource->heap, registration);
@@ -175,14 +174,14 @@ SC_API VQRESULT edct_DctMgrGetRegisteredDcts(SafeHandle handle, SafeHandle *dict
   DictionaryManager *manager = nullptr;
   const VQRESULT resolved = ResolveManager(handle, &manager);
   if (resolved) return resolved;
-  if (!count) return code::kNullPointer;
+  if (!count) return EDCT_E_NULL_POINTER;
   GuardLock lock(manager->guard);
   if (lock.result()) return lock.result();
   uint32_t registered = 0;
   for (const Registration *at = manager->first; at; at = at->next)
     ++registered;
   if (dictionaries) {
-    if (registered > *count) return code::kBufferTooSmall;
+    if (registered > *count) return EDCT_E_BUFFER_TOO_SMALL;
     uint32_t i = 0;
     for (const Registration *at = manager->first; at; at = at->next)
       dictionaries[i++] = at->dictionary;
@@ -197,14 +196,14 @@ SC_API VQRESULT edct_DctMgrGetEntryData(SafeHandle handle, const char16_t *key,
   DictionaryManager *manager = nullptr;
   const VQRESULT resolved = ResolveManager(handle, &manager);
   if (resolved) return resolved;
-  if (!key || !entries || !count || !dictionary) return code::kNullPointer;
+  if (!key || !entries || !count || !dictionary) return EDCT_E_NULL_POINTER;
   GuardLock lock(manager->guard);
   if (lock.result()) return lock.result();
   for (const Registration *at = manager->first; at; at = at->next) {
     EDCT_ENTRY *found = nullptr;
     uint32_t number = 0;
     const VQRESULT result = edct_DctGetEntryData(at->dictionary, key, filter, &found, &number);
-    if (result == code::kNotFound) continue;
+    if (result == EDCT_E_NOT_FOUND) continue;
     if (result) return result;
     *entries = found;
     *count = number;
@@ -214,7 +213,7 @@ SC_API VQRESULT edct_DctMgrGetEntryData(SafeHandle handle, const char16_t *key,
   *entries = nullptr;
   *count = 0;
   *dictionary = g_vqNullHandle;
-  return code::kNotFound;
+  return EDCT_E_NOT_FOUND;
 }
 
 }  // extern "C"

@@ -1,13 +1,11 @@
 // Growable arrays of fixed-size elements, kept by value in the client's structures.
 #include <cstring>
 
-#include "foundation/codes.h"
+#include "foundation/result.h"
 #include "sc_heap.h"
 #include "sc_srvspi.h"
 
 namespace {
-
-using namespace sc::code;
 
 unsigned char *ElementAt(const SrvArray *array, uint32_t index) {
   return static_cast<unsigned char *>(array->data) + size_t{index} * array->elementSize;
@@ -15,10 +13,10 @@ unsigned char *ElementAt(const SrvArray *array, uint32_t index) {
 
 // Reallocates the storage to exactly `capacity` elements; the array is unchanged on failure.
 VQRESULT Reallocate(SrvArray *array, uint32_t capacity) {
-  if (!array->resource) return kArrayBadArgument;
+  if (!array->resource) return SRVSPI_E_ARRAY_INVALID_ARGUMENT;
   void *grown =
       heap_Realloc(array->resource->heap, array->data, size_t{capacity} * array->elementSize);
-  if (!grown) return kArrayNoMemory;
+  if (!grown) return SRVSPI_E_ARRAY_OUT_OF_MEMORY;
   array->data = grown;
   array->capacity = capacity;
   return 0;
@@ -33,7 +31,7 @@ SC_API VQRESULT srvspi_ArrayInit(ResourceHandle resourceHandle, uint32_t element
   Resource *resource = nullptr;
   const VQRESULT resolved = InitRsrcFunction(resourceHandle, &resource);
   if (resolved) return resolved;
-  if (elementSize == 0 || !array) return kArrayBadArgument;
+  if (elementSize == 0 || !array) return SRVSPI_E_ARRAY_INVALID_ARGUMENT;
   array->count = 0;
   array->capacity = 0;
   array->elementSize = elementSize;
@@ -43,36 +41,36 @@ SC_API VQRESULT srvspi_ArrayInit(ResourceHandle resourceHandle, uint32_t element
 }
 
 SC_API VQRESULT srvspi_ArrayDeinit(SrvArray *array) {
-  if (!array) return kArrayBadArgument;
+  if (!array) return SRVSPI_E_ARRAY_INVALID_ARGUMENT;
   array->count = 0;
   array->capacity = 0;
   array->elementSize = 0;
-  if (!array->resource) return kArrayBadArgument;
+  if (!array->resource) return SRVSPI_E_ARRAY_INVALID_ARGUMENT;
   heap_Free(array->resource->heap, array->data);
   array->data = nullptr;
   return 0;
 }
 
 SC_API VQRESULT srvspi_ArrayClear(SrvArray *array) {
-  if (!array) return kArrayBadArgument;
+  if (!array) return SRVSPI_E_ARRAY_INVALID_ARGUMENT;
   array->count = 0;
   return 0;
 }
 
 SC_API VQRESULT srvspi_ArrayCount(const SrvArray *array, uint32_t *count) {
-  if (!array || !count) return kArrayBadArgument;
+  if (!array || !count) return SRVSPI_E_ARRAY_INVALID_ARGUMENT;
   *count = array->count;
   return 0;
 }
 
 SC_API VQRESULT srvspi_ArrayClone(const SrvArray *source, SrvArray *destination) {
-  if (!source || !destination) return kArrayBadArgument;
+  if (!source || !destination) return SRVSPI_E_ARRAY_INVALID_ARGUMENT;
   void *data = nullptr;
   if (source->count) {
-    if (!source->resource) return kArrayBadArgument;
+    if (!source->resource) return SRVSPI_E_ARRAY_INVALID_ARGUMENT;
     const size_t bytes = size_t{source->count} * source->elementSize;
     data = heap_Alloc(source->resource->heap, bytes);
-    if (!data) return kArrayNoMemory;
+    if (!data) return SRVSPI_E_ARRAY_OUT_OF_MEMORY;
     std::memcpy(data, source->data, bytes);
   }
   destination->resource = source->resource;
@@ -84,11 +82,11 @@ SC_API VQRESULT srvspi_ArrayClone(const SrvArray *source, SrvArray *destination)
 }
 
 SC_API VQRESULT srvspi_ArrayResize(SrvArray *array, int32_t capacity) {
-  if (!array) return kArrayBadArgument;
+  if (!array) return SRVSPI_E_ARRAY_INVALID_ARGUMENT;
   if (capacity == -1) capacity = static_cast<int32_t>(array->count);
-  if (capacity < 0) return kArrayBadArgument;
+  if (capacity < 0) return SRVSPI_E_ARRAY_INVALID_ARGUMENT;
   const auto wanted = static_cast<uint32_t>(capacity);
-  if (wanted < array->count) return kArrayOutOfRange;
+  if (wanted < array->count) return SRVSPI_E_ARRAY_OUT_OF_RANGE;
   if (wanted == 0) {
     if (array->resource) heap_Free(array->resource->heap, array->data);
     array->data = nullptr;
@@ -99,10 +97,10 @@ SC_API VQRESULT srvspi_ArrayResize(SrvArray *array, int32_t capacity) {
 }
 
 SC_API VQRESULT srvspi_ArrayAdd(SrvArray *array, const void *element) {
-  if (!array) return kArrayBadArgument;
+  if (!array) return SRVSPI_E_ARRAY_INVALID_ARGUMENT;
   if (array->count == array->capacity) {
     // Growth by exactly one element: a client adding many reserves with ArrayResize first.
-    if (array->capacity == UINT32_MAX) return kArrayNoMemory;
+    if (array->capacity == UINT32_MAX) return SRVSPI_E_ARRAY_OUT_OF_MEMORY;
     const VQRESULT grown = Reallocate(array, array->capacity + 1);
     if (grown) return grown;
   }
@@ -116,8 +114,8 @@ SC_API VQRESULT srvspi_ArrayPush(SrvArray *array, const void *element) {
 }
 
 SC_API VQRESULT srvspi_ArrayRemove(SrvArray *array, uint32_t index) {
-  if (!array) return kArrayBadArgument;
-  if (index >= array->count) return kArrayOutOfRange;
+  if (!array) return SRVSPI_E_ARRAY_INVALID_ARGUMENT;
+  if (index >= array->count) return SRVSPI_E_ARRAY_OUT_OF_RANGE;
   const uint32_t after = array->count - index - 1;
   if (after)
     std::memmove(ElementAt(array, index), ElementAt(array, index + 1),
@@ -127,21 +125,21 @@ SC_API VQRESULT srvspi_ArrayRemove(SrvArray *array, uint32_t index) {
 }
 
 SC_API VQRESULT srvspi_ArrayAt(SrvArray *array, uint32_t index, void **element) {
-  if (!array) return kArrayBadArgument;
-  if (index >= array->count) return kArrayNothing;
+  if (!array) return SRVSPI_E_ARRAY_INVALID_ARGUMENT;
+  if (index >= array->count) return SRVSPI_S_ARRAY_NO_ELEMENT;
   if (element) *element = ElementAt(array, index);
   return 0;
 }
 
 SC_API VQRESULT srvspi_ArrayBegin(SrvArray *array, void **cursor) {
-  if (!array) return kArrayBadArgument;
-  if (array->count == 0) return kArrayEmpty;
+  if (!array) return SRVSPI_E_ARRAY_INVALID_ARGUMENT;
+  if (array->count == 0) return SRVSPI_E_ARRAY_NOT_FOUND;
   if (cursor) *cursor = array->data;
   return 0;
 }
 
 SC_API VQRESULT srvspi_ArrayNext(SrvArray *array, void **cursor) {
-  if (!array || !cursor) return kArrayBadArgument;
+  if (!array || !cursor) return SRVSPI_E_ARRAY_INVALID_ARGUMENT;
   const auto *begin = static_cast<const unsigned char *>(array->data);
   const auto *end = begin + size_t{array->count} * array->elementSize;
   const auto *at = static_cast<const unsigned char *>(*cursor);
@@ -151,26 +149,26 @@ SC_API VQRESULT srvspi_ArrayNext(SrvArray *array, void **cursor) {
     return 0;
   }
   *cursor = nullptr;
-  return kArrayEnd;
+  return SRVSPI_S_ARRAY_NOT_FOUND;
 }
 
 SC_API VQRESULT srvspi_ArrayPop(SrvArray *array, void **element) {
-  if (!array) return kArrayBadArgument;
-  if (array->count == 0) return kArrayNothing;
+  if (!array) return SRVSPI_E_ARRAY_INVALID_ARGUMENT;
+  if (array->count == 0) return SRVSPI_S_ARRAY_NO_ELEMENT;
   --array->count;
   if (element) *element = ElementAt(array, array->count);
   return 0;
 }
 
 SC_API VQRESULT srvspi_ArrayTop(SrvArray *array, void **element) {
-  if (!array) return kArrayBadArgument;
-  if (array->count == 0) return kArrayNothing;
+  if (!array) return SRVSPI_E_ARRAY_INVALID_ARGUMENT;
+  if (array->count == 0) return SRVSPI_S_ARRAY_NO_ELEMENT;
   if (element) *element = ElementAt(array, array->count - 1);
   return 0;
 }
 
 SC_API VQRESULT srvspi_ArrayForEach(SrvArray *array, SrvArrayWalkFn callback, void *user) {
-  if (!array || !callback) return kArrayBadArgument;
+  if (!array || !callback) return SRVSPI_E_ARRAY_INVALID_ARGUMENT;
   VQRESULT result = 0;
   for (uint32_t i = 0; i < array->count; ++i) {
     result = callback(ElementAt(array, i), user);
@@ -181,10 +179,10 @@ SC_API VQRESULT srvspi_ArrayForEach(SrvArray *array, SrvArrayWalkFn callback, vo
 
 SC_API VQRESULT srvspi_ArrayFind(SrvArray *array, uint32_t key, SrvArrayCompareFn compare,
                                  void *user, uint32_t *index) {
-  if (!array) return kArrayBadArgument;
+  if (!array) return SRVSPI_E_ARRAY_INVALID_ARGUMENT;
   if (index) *index = 0;
-  if (array->count == 0) return kArrayEnd;
-  if (!compare) return kArrayBadArgument;
+  if (array->count == 0) return SRVSPI_S_ARRAY_NOT_FOUND;
+  if (!compare) return SRVSPI_E_ARRAY_INVALID_ARGUMENT;
   VQRESULT result = 0;
   for (uint32_t i = 0; i < array->count; ++i) {
     result = compare(key, ElementAt(array, i), user);

@@ -1,4 +1,3 @@
-#include "foundation/codes.h"
 #include "foundation/lock_record.h"
 #include "sc_critsec.h"
 #include "sc_heap.h"
@@ -9,13 +8,13 @@ using sc::RecordOf;
 extern "C" {
 
 SC_API VQRESULT critsec_ObjOpen(LockInstance, HeapInstance heap, uint32_t, LockValue *lock) {
-  if (!lock) return sc::code::kCritsecNullPointer;
+  if (!lock) return CRITSEC_E_NULL_POINTER;
   auto *record = static_cast<LockRecord *>(heap_Alloc(heap, sizeof(LockRecord)));
-  if (!record) return sc::code::kCritsecNoMemory;
+  if (!record) return CRITSEC_E_OUT_OF_MEMORY;
   record->heap = heap;
   if (!sc::plat::LockInit(&record->lock)) {
     heap_Free(heap, record);
-    return sc::code::kCritsecUnexpected;
+    return CRITSEC_E_UNEXPECTED;
   }
   *lock = reinterpret_cast<LockValue>(record);
   return 0;
@@ -29,18 +28,20 @@ SC_API VQRESULT critsec_ObjClose(LockValue lock) {
   return 0;
 }
 
-SC_API VQRESULT critsec_Enter(LockValue lock) {
+// A lock entered here is held until critsec_Leave, across calls the analysis (one function at
+// a time) cannot follow.
+SC_API VQRESULT critsec_Enter(LockValue lock) SC_NO_THREAD_SAFETY_ANALYSIS {
   if (lock) sc::plat::LockEnter(&RecordOf(lock)->lock);
   return 0;
 }
 
-SC_API VQRESULT critsec_Leave(LockValue lock) {
+SC_API VQRESULT critsec_Leave(LockValue lock) SC_NO_THREAD_SAFETY_ANALYSIS {
   if (lock) sc::plat::LockLeave(&RecordOf(lock)->lock);
   return 0;
 }
 
 SC_API VQRESULT critsec_GetVersion(uint32_t *version) {
-  if (!version) return sc::code::kCritsecNullPointer;
+  if (!version) return CRITSEC_E_NULL_POINTER;
   *version = 0x01000002u;
   return 0;
 }

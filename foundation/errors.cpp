@@ -1,4 +1,5 @@
-// Texts of the general reasons, the module names and the foundation families' own reasons.
+// Texts of the general reasons, the module names and the foundation families' own reasons; the
+// reasons and their texts come from the code tables beside this file.
 #include <iterator>
 
 #include "foundation/error_text.h"
@@ -15,28 +16,19 @@ namespace sc {
 namespace {
 
 constexpr TextRow kGeneralFailures[] = {
-    {0, " unexpected event inside algorithm."},
-    {1, " functionality not yet implemented."},
-    {2, " an invalid argument has been passed to this function."},
-    {3, " an unexpected nullpointer has been passed to this function."},
-    {4, " at least one parameter is out of range."},
-    {5, " the buffer presented to this function is too small."},
-    {6, " allocation problem (out of memory?)."},
-    {7, " object busy."},
-    {8, " object not present."},
-    {9, " invalid handle passed to this function"},
-    {10, " object is read-only->probably in use"},
-    {11, " error opening file"},
-    {12, " error closing file"},
-    {13, " error reading from file"},
-    {14, " error writing to file"},
-    {15, " error seeking in file"},
-    {16, " object is in a wrong state"},
+#define SC_GENERAL_FAILURE(reason, name, text) {reason, text},
+#define SC_GENERAL_SUCCESS(reason, name, text)
+#include "foundation/general_codes.def"
+#undef SC_GENERAL_FAILURE
+#undef SC_GENERAL_SUCCESS
 };
 
 constexpr TextRow kGeneralSuccesses[] = {
-    {1, " false succes"},
-    {2, " object already present"},
+#define SC_GENERAL_FAILURE(reason, name, text)
+#define SC_GENERAL_SUCCESS(reason, name, text) {reason, text},
+#include "foundation/general_codes.def"
+#undef SC_GENERAL_FAILURE
+#undef SC_GENERAL_SUCCESS
 };
 
 // Every module of the wider toolkit; this library's families carry their own names.
@@ -62,28 +54,27 @@ constexpr TextRow kModuleNames[] = {
 };
 static_assert(std::size(kModuleNames) == 72);
 
-constexpr TextRow kOsspiReasons[] = {
-    {4, "Invalid read pointer"},
-    {5, "Invalid write pointer"},
-    {6, "Invalid string pointer"},
+constexpr CodeRow kCritsecCodes[] = {
+#include "foundation/critsec_codes.def"
 };
-
-constexpr TextRow kRsrcReasons[] = {
-    {1, "Invalid resource handle"},
+constexpr CodeRow kHeapCodes[] = {
+#include "foundation/heap_codes.def"
 };
-
-constexpr TextRow kSrvspiReasons[] = {
-    {1, "something was not found"},
-    {2, " internal program problem"},
-    {3, " feature not yet implementedd "},
-    {4, " argument is wrong "},
-    {5, " no more memory "},
-    {6, " parameter is out of range "},
-    {7, " too small a buffer was passed as an argument "},
-    {8, " simultaneous multiple thread access not allowed "},
-    {9, " wrong state"},
-    {10, " error opening a critical section"},
+constexpr CodeRow kOsspiCodes[] = {
+#include "foundation/osspi_codes.def"
 };
+constexpr CodeRow kRsrcCodes[] = {
+#include "foundation/rsrc_codes.def"
+};
+constexpr CodeRow kSafehCodes[] = {
+#include "foundation/safeh_codes.def"
+};
+constexpr CodeRow kSrvspiCodes[] = {
+#include "foundation/srvspi_codes.def"
+};
+static_assert(table::ReasonsUnique(kCritsecCodes) && table::ReasonsUnique(kHeapCodes) &&
+              table::ReasonsUnique(kOsspiCodes) && table::ReasonsUnique(kRsrcCodes) &&
+              table::ReasonsUnique(kSafehCodes) && table::ReasonsUnique(kSrvspiCodes));
 
 constexpr TextRow kCritsecSubmodules[] = {{1, "csspi"}};
 constexpr TextRow kHeapSubmodules[] = {{1, "heap"}};
@@ -92,12 +83,18 @@ constexpr TextRow kRsrcSubmodules[] = {{1, "rsrc"}};
 constexpr TextRow kSafehSubmodules[] = {{1, "Safe Handle"}};
 constexpr TextRow kSrvspiSubmodules[] = {{1, " secure"}, {2, " array "}};
 
-constexpr SubModuleTexts kCritsecTexts{20, kCritsecSubmodules, "Wrong module", "unknown submodule"};
-constexpr SubModuleTexts kHeapTexts{11, kHeapSubmodules, "Wrong Module", "Unknown SubModule"};
-constexpr SubModuleTexts kOsspiTexts{6, kOsspiSubmodules, "Wrong module", "unknown submodule"};
-constexpr SubModuleTexts kRsrcTexts{22, kRsrcSubmodules, "Wrong module", "unknown submodule"};
-constexpr SubModuleTexts kSafehTexts{23, kSafehSubmodules, "Wrong module", "unknown submodule"};
-constexpr SubModuleTexts kSrvspiTexts{1, kSrvspiSubmodules, " wrong module", " unknown module "};
+constexpr SubModuleTexts kCritsecTexts{VQ_MODULE_CRITSEC, kCritsecSubmodules, "Wrong module",
+                                       "unknown submodule"};
+constexpr SubModuleTexts kHeapTexts{VQ_MODULE_HEAP, kHeapSubmodules, "Wrong Module",
+                                    "Unknown SubModule"};
+constexpr SubModuleTexts kOsspiTexts{VQ_MODULE_OSSPI, kOsspiSubmodules, "Wrong module",
+                                     "unknown submodule"};
+constexpr SubModuleTexts kRsrcTexts{VQ_MODULE_RSRC, kRsrcSubmodules, "Wrong module",
+                                    "unknown submodule"};
+constexpr SubModuleTexts kSafehTexts{VQ_MODULE_SAFEH, kSafehSubmodules, "Wrong module",
+                                     "unknown submodule"};
+constexpr SubModuleTexts kSrvspiTexts{VQ_MODULE_SRVSPI, kSrvspiSubmodules, " wrong module",
+                                      " unknown module "};
 
 }  // namespace
 
@@ -107,10 +104,16 @@ const char *FindText(std::span<const TextRow> table, uint32_t key, const char *f
   return fallback;
 }
 
-const char *FamilyErrorString(VQRESULT code, std::span<const TextRow> own, const char *fallback) {
+const char *FindReasonText(std::span<const CodeRow> table, VQRESULT code, const char *fallback) {
+  for (const CodeRow &row : table)
+    if (row.text && ReasonOf(row.code) == ReasonOf(code)) return row.text;
+  return fallback;
+}
+
+const char *FamilyErrorString(VQRESULT code, std::span<const CodeRow> own, const char *fallback) {
   if (!Failed(code)) return "Success";
   if (IsGeneral(code)) return vq_ErrorGetString(code);
-  return FindText(own, ReasonOf(code), fallback);
+  return FindReasonText(own, code, fallback);
 }
 
 const char *FamilySubModuleName(VQRESULT code, const SubModuleTexts &texts) {
@@ -159,28 +162,29 @@ SC_API const char *srvspi_ErrorGetModuleName(VQRESULT code) {
   return vq_ErrorGetModuleName(code);
 }
 
-// critsec_, heap_ and safeh_ have no reasons of their own.
+// critsec_, heap_ and safeh_ have no reasons of their own: every failure of theirs without the
+// general flag gets the fallback.
 SC_API const char *critsec_ErrorGetString(VQRESULT code) {
-  return FamilyErrorString(code, {}, "Unknown Error");
+  return FamilyErrorString(code, sc::kCritsecCodes, "Unknown Error");
 }
 SC_API const char *heap_ErrorGetString(VQRESULT code) {
-  return FamilyErrorString(code, {}, "Unknown error");
+  return FamilyErrorString(code, sc::kHeapCodes, "Unknown error");
 }
 SC_API const char *safeh_ErrorGetString(VQRESULT code) {
-  return FamilyErrorString(code, {}, "Unknown Error");
+  return FamilyErrorString(code, sc::kSafehCodes, "Unknown Error");
 }
 SC_API const char *osspi_ErrorGetString(VQRESULT code) {
-  return FamilyErrorString(code, sc::kOsspiReasons, "Unknown Error");
+  return FamilyErrorString(code, sc::kOsspiCodes, "Unknown Error");
 }
 SC_API const char *rsrc_ErrorGetString(VQRESULT code) {
-  return FamilyErrorString(code, sc::kRsrcReasons, "Unknown Error");
+  return FamilyErrorString(code, sc::kRsrcCodes, "Unknown Error");
 }
 
 SC_API const char *srvspi_ErrorGetString(VQRESULT code) {
   if (code == 0) return "Success";
   if (sc::IsGeneral(code)) return vq_ErrorGetString(code);
   if (!sc::Failed(code)) return "Unknown error";
-  return sc::FindText(sc::kSrvspiReasons, sc::ReasonOf(code), "Unknown error");
+  return sc::FindReasonText(sc::kSrvspiCodes, code, "Unknown error");
 }
 
 SC_API const char *critsec_ErrorGetSubModuleName(VQRESULT code) {

@@ -4,7 +4,6 @@
 #include <cstdlib>
 
 #include "foundation/alloc.h"
-#include "foundation/codes.h"
 #include "sc_heap.h"
 
 namespace sc {
@@ -111,7 +110,7 @@ SC_API void heap_Free(HeapInstance, void *block) {
 }
 
 SC_API VQRESULT heap_GetVersion(uint32_t *version) {
-  if (!version) return sc::code::kHeapNullPointer;
+  if (!version) return HEAP_E_NULL_POINTER;
   *version = 0x01000002u;
   return 0;
 }

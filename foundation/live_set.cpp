@@ -4,11 +4,11 @@
 // reading it; the tables double, so what is kept never exceeds the size of the newest.
 #include "foundation/live_set.h"
 
-#include <pthread.h>
-
 #include <atomic>
 #include <cstddef>
 #include <cstdlib>
+
+#include "platform/lock.h"
 
 namespace sc::live {
 namespace {
@@ -29,9 +29,9 @@ struct Table {
 };
 
 struct Shard {
-  pthread_mutex_t mutex = PTHREAD_MUTEX_INITIALIZER;
-  std::atomic<Table *> table{nullptr};
-  size_t used = 0;  // live plus deleted slots; guarded by mutex
+  plat::Mutex mutex;
+  std::atomic<Table *> table{nullptr};   // replaced under the mutex, read without it
+  size_t used SC_GUARDED_BY(mutex) = 0;  // live plus deleted slots
 };
 
 Shard g_shards[kShards];
@@ -77,7 +77,7 @@ Table *NewTable(size_t capacity) {
 }
 
 // Replaces the shard's table by one twice as large holding its live entries.
-bool Grow(Shard &shard) {
+bool Grow(Shard &shard) SC_REQUIRES(shard.mutex) {
   Table *old = shard.table.load(std::memory_order_relaxed);
   Table *grown = NewTable(old ? old->capacity * 2 : 64);
   if (!grown) return false;
@@ -101,7 +101,7 @@ bool Add(const void *object, uint32_t kind) {
   const auto key = reinterpret_cast<uintptr_t>(object);
   if (key <= kDeleted) return false;
   Shard &shard = ShardOf(key);
-  pthread_mutex_lock(&shard.mutex);
+  plat::MutexHold hold(shard.mutex);
   bool ok = true;
   if (!Find(shard.table.load(std::memory_order_relaxed), key, kind)) {
     Table *table = shard.table.load(std::memory_order_relaxed);
@@ -111,17 +111,15 @@ bool Add(const void *object, uint32_t kind) {
       ++shard.used;
     }
   }
-  pthread_mutex_unlock(&shard.mutex);
   return ok;
 }
 
 void Remove(const void *object, uint32_t kind) {
   const auto key = reinterpret_cast<uintptr_t>(object);
   Shard &shard = ShardOf(key);
-  pthread_mutex_lock(&shard.mutex);
+  plat::MutexHold hold(shard.mutex);
   if (Slot *slot = Find(shard.table.load(std::memory_order_relaxed), key, kind))
     slot->object.store(kDeleted, std::memory_order_release);
-  pthread_mutex_unlock(&shard.mutex);
 }
 
 bool Contains(const void *object, uint32_t kind) {

@@ -15,5 +15,8 @@ struct LockRecord {
 inline LockRecord *RecordOf(LockValue value) {
   return reinterpret_cast<LockRecord *>(value);
 }
+inline LockValue ValueOf(LockRecord *record) {
+  return reinterpret_cast<LockValue>(record);
+}
 
 }  // namespace sc

@@ -1,22 +1,19 @@
 // Bump allocation over a client buffer; with no buffer the block only measures, so one
 // routine can size an image and then fill it.
-#include "foundation/codes.h"
 #include "sc_srvspi.h"
 
 namespace {
 
-using namespace sc::code;
-
 VQRESULT Advance(SrvMemblock *block, uint32_t count, void **pointer) {
-  if (!block) return kArrayBadArgument;
+  if (!block) return SRVSPI_E_ARRAY_INVALID_ARGUMENT;
   if (pointer)
     *pointer = block->base ? static_cast<unsigned char *>(block->base) + block->used : nullptr;
   const uint32_t used = block->used + count;
   // An image beyond 4 GiB cannot be described by the 32-bit sizes; refuse rather than wrap.
-  if (used < block->used) return kArrayBufferTooSmall;
+  if (used < block->used) return SRVSPI_E_ARRAY_BUFFER_TOO_SMALL;
   block->used = used;
   if (!block->base) return 0;
-  return used > block->size ? kArrayBufferTooSmall : 0;
+  return used > block->size ? SRVSPI_E_ARRAY_BUFFER_TOO_SMALL : 0;
 }
 
 }  // namespace
@@ -24,7 +21,7 @@ VQRESULT Advance(SrvMemblock *block, uint32_t count, void **pointer) {
 extern "C" {
 
 SC_API VQRESULT srvspi_MemblockInit(SrvMemblock *block, uint32_t size, void *base) {
-  if (!block) return kArrayBadArgument;
+  if (!block) return SRVSPI_E_ARRAY_INVALID_ARGUMENT;
   block->used = 0;
   block->size = size;
   block->base = base;
@@ -32,11 +29,11 @@ SC_API VQRESULT srvspi_MemblockInit(SrvMemblock *block, uint32_t size, void *bas
 }
 
 SC_API VQRESULT srvspi_MemblockAlign(SrvMemblock *block, uint32_t alignment) {
-  if (!block || alignment == 0) return kArrayBadArgument;
+  if (!block || alignment == 0) return SRVSPI_E_ARRAY_INVALID_ARGUMENT;
   const uint32_t rest = block->used % alignment;
   const uint32_t padding = rest ? alignment - rest : 0;
-  if (block->used + padding < block->used) return kArrayBufferTooSmall;
-  if (block->base && block->used + padding > block->size) return kArrayBufferTooSmall;
+  if (block->used + padding < block->used) return SRVSPI_E_ARRAY_BUFFER_TOO_SMALL;
+  if (block->base && block->used + padding > block->size) return SRVSPI_E_ARRAY_BUFFER_TOO_SMALL;
   block->used += padding;
   return 0;
 }
@@ -50,13 +47,13 @@ SC_API VQRESULT srvspi_MemblockRead(SrvMemblock *block, uint32_t count, void **p
 }
 
 SC_API VQRESULT srvspi_MemblockGetUsed(const SrvMemblock *block, uint32_t *used) {
-  if (!block || !used) return kArrayBadArgument;
+  if (!block || !used) return SRVSPI_E_ARRAY_INVALID_ARGUMENT;
   *used = block->used;
   return 0;
 }
 
 SC_API VQRESULT srvspi_MemblockGetBegin(const SrvMemblock *block, void **base) {
-  if (!block || !base) return kArrayBadArgument;
+  if (!block || !base) return SRVSPI_E_ARRAY_INVALID_ARGUMENT;
   *base = block->base;
   return 0;
 }

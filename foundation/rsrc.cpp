@@ -1,6 +1,6 @@
-#include "foundation/codes.h"
 #include "foundation/live_set.h"
 #include "foundation/resource.h"
+#include "foundation/result.h"
 #include "sc_heap.h"
 #include "sc_osspi.h"
 #include "sc_rsrc.h"
@@ -28,18 +28,18 @@ bool ResourceAlive(const Resource *resource) {
 extern "C" {
 
 SC_API VQRESULT InitRsrcFunction(ResourceHandle resource, Resource **out) {
-  if (!out) return sc::code::kRsrcNullPointer;
+  if (!out) return RSRC_E_NULL_POINTER;
   if (safeh_HandlesEqual(resource, g_vqNullHandle)) {
     *out = sc::DefaultResource();
     return 0;
   }
   const VQRESULT checked = safeh_HandleCheck(resource, RESOURCE_MAGIC, sizeof(Resource));
-  if (checked) return sc::ReasonOf(checked) == 9 ? sc::code::kRsrcInvalid : checked;
+  if (checked) return sc::ReasonOf(checked) == 9 ? RSRC_E_INVALID_RESOURCE : checked;
   // A Resource that was closed is no longer in the live set; its memory is not read.
-  if (!sc::live::Contains(resource.pointer, RESOURCE_MAGIC)) return sc::code::kRsrcInvalid;
+  if (!sc::live::Contains(resource.pointer, RESOURCE_MAGIC)) return RSRC_E_INVALID_RESOURCE;
   auto *found = static_cast<Resource *>(resource.pointer);
   *out = found;
-  return found->mark == RESOURCE_MAGIC ? 0 : sc::code::kRsrcInvalid;
+  return found->mark == RESOURCE_MAGIC ? 0 : RSRC_E_INVALID_RESOURCE;
 }
 
 SC_API VQRESULT rsrc_Open(HeapInstance heap, LockInstance lock, uint32_t clientWord1,
@@ -47,7 +47,7 @@ SC_API VQRESULT rsrc_Open(HeapInstance heap, LockInstance lock, uint32_t clientW
   const VQRESULT writable = osspi_IsGoodWritePtr(out, sizeof(ResourceHandle));
   if (writable) return writable;
   auto *resource = static_cast<Resource *>(heap_Calloc(heap, 1, sizeof(Resource)));
-  if (!resource) return sc::code::kRsrcNoMemory;
+  if (!resource) return RSRC_E_OUT_OF_MEMORY;
   resource->heap = heap;
   resource->lock = lock;
   resource->clientWord1 = clientWord1;
@@ -55,7 +55,7 @@ SC_API VQRESULT rsrc_Open(HeapInstance heap, LockInstance lock, uint32_t clientW
   resource->mark = RESOURCE_MAGIC;
   if (!sc::live::Add(resource, RESOURCE_MAGIC)) {
     heap_Free(heap, resource);
-    return sc::code::kRsrcNoMemory;
+    return RSRC_E_OUT_OF_MEMORY;
   }
   *out = ResourceHandle{resource, RESOURCE_MAGIC};
   return 0;

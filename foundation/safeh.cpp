@@ -1,4 +1,3 @@
-#include "foundation/codes.h"
 #include "platform/probe.h"
 #include "sc_osspi.h"
 #include "sc_safeh.h"
@@ -9,7 +8,7 @@ SC_API extern const SafeHandle g_vqNullHandle;
 const SafeHandle g_vqNullHandle = {nullptr, 0};
 
 SC_API VQRESULT safeh_HandleCheck(SafeHandle handle, uint32_t expectedCheck, size_t objectSize) {
-  if (handle.check != expectedCheck || !handle.pointer) return sc::code::kSafehInvalidHandle;
+  if (handle.check != expectedCheck || !handle.pointer) return SAFEH_E_INVALID_HANDLE;
   // One probe answers the common case; the two separate probes only name the failure.
   if (sc::plat::CanWrite(handle.pointer, objectSize)) return 0;
   const VQRESULT readable = osspi_IsGoodReadPtr(handle.pointer, objectSize);

@@ -7,6 +7,7 @@
 #define SC_BRK_H
 
 #include "sc_common.h"
+#include "sc_brk_codes.h" /* the family's result codes by name (generated) */
 
 SC_EXTERN_C_BEGIN
 
@@ -64,12 +65,12 @@ SC_API VQRESULT brk_ClassOpen(BrkClass **out, const char *rootDirectory, HeapIns
                               LockValue lock, BrkResolveCallback classCallback);
 SC_API VQRESULT brk_ClassOpenEx(BrkClass **out, const char *rootDirectory, ResourceHandle resource,
                                 BrkResolveCallback classCallback);
-/* Refused (0x80150107) while objects are open or shared add-ons are in use. */
+/* Refused (BRK_E_STILL_IN_USE) while objects are open or shared add-ons are in use. */
 SC_API VQRESULT brk_ClassClose(BrkClass *cls);
 
 /* Objects. A null or empty brokerString opens an object without engine, which reaches only
  * the shared add-ons. The last object on an engine cannot close while modules or data blocks
- * of the engine or its add-ons are held (0x80150107). brk_ObjOpenEx and brk_ObjCloseEx are
+ * of the engine or its add-ons are held (BRK_E_STILL_IN_USE). brk_ObjOpenEx and brk_ObjCloseEx are
  * the same operations. */
 SC_API VQRESULT brk_ObjOpen(BrkObject **out, const char *brokerString, const char *language,
                             BrkClass *cls, BrkResolveCallback objectCallback);

@@ -5,6 +5,7 @@
 #define SC_EDCT_H
 
 #include "sc_common.h"
+#include "sc_edct_codes.h" /* the family's result codes by name (generated) */
 
 SC_EXTERN_C_BEGIN
 
@@ -110,14 +111,14 @@ SC_API VQRESULT edct_DctArchive(SafeHandle dictionary, void *buffer, uint32_t *s
  * dictionary; format is one of EDCT_FORMAT_*. The callback is called with a 1024-byte buffer
  * and *count 1024, stores up to that many bytes and sets *count (0 at the end of the
  * stream; it may be asked again after that and must answer 0 again). A nonzero return stops
- * the read with 0x801E0002 and stays readable through edct_DctGetCallbackError. Entries read
- * before a failure stay in the dictionary. In the 16-bit formats a last half unit (a stream
- * of odd length) is dropped. */
+ * the read with EDCT_E_READSTREAM_FAILED and stays readable through edct_DctGetCallbackError.
+ * Entries read before a failure stay in the dictionary. In the 16-bit formats a last half unit (a
+ * stream of odd length) is dropped. */
 SC_API VQRESULT edct_DctReadStream(SafeHandle dictionary, EDCT_READSTREAM_FN callback,
                                    uint32_t format, void *user);
 /* Writes the whole dictionary as a text stream, handing the bytes to the callback in blocks
  * of 1024 (the last one shorter). The 16-bit formats are written in the host's byte order
- * only: the other order gives 0x801E0081 before the callback is called. */
+ * only: the other order gives EDCT_E_NOT_IMPLEMENTED before the callback is called. */
 SC_API VQRESULT edct_DctWriteStream(SafeHandle dictionary, EDCT_WRITESTREAM_FN callback,
                                     uint32_t format, void *user);
 

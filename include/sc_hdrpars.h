@@ -5,6 +5,7 @@
 #define SC_HDRPARS_H
 
 #include "sc_common.h"
+#include "sc_hdrpars_codes.h" /* the family's result codes by name (generated) */
 
 SC_EXTERN_C_BEGIN
 

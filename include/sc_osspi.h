@@ -3,6 +3,7 @@
 #define SC_OSSPI_H
 
 #include "sc_common.h"
+#include "sc_osspi_codes.h" /* the family's result codes by name (generated) */
 
 SC_EXTERN_C_BEGIN
 

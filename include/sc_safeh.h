@@ -3,6 +3,7 @@
 #define SC_SAFEH_H
 
 #include "sc_common.h"
+#include "sc_safeh_codes.h" /* the family's result codes by name (generated) */
 
 SC_EXTERN_C_BEGIN
 

@@ -3,6 +3,7 @@
 #define SC_SRVSPI_H
 
 #include "sc_common.h"
+#include "sc_srvspi_codes.h" /* the family's result codes by name (generated) */
 #include "sc_rsrc.h"
 
 SC_EXTERN_C_BEGIN

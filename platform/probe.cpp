@@ -9,7 +9,6 @@
 
 #include <fcntl.h>
 #include <sys/uio.h>
-#include <pthread.h>
 #include <time.h>
 #include <unistd.h>
 
@@ -18,6 +17,8 @@
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
+
+#include "platform/lock.h"
 
 namespace sc::plat {
 namespace {
@@ -66,10 +67,10 @@ struct RegionList {
   ~RegionList() { std::free(items); }
 };
 
-pthread_mutex_t g_mutex = PTHREAD_MUTEX_INITIALIZER;
-RegionList g_global;                    // guarded by g_mutex
-std::atomic<uint64_t> g_generation{0};  // 0: no snapshot taken yet
-int64_t g_takenAt = 0;                  // guarded by g_mutex: when g_global was read, in ms
+Mutex g_mutex;
+RegionList g_global SC_GUARDED_BY(g_mutex);
+std::atomic<uint64_t> g_generation{0};         // 0: no snapshot taken yet
+int64_t g_takenAt SC_GUARDED_BY(g_mutex) = 0;  // when g_global was read, in ms
 
 constexpr int64_t kMaxSnapshotAge = 20;  // milliseconds
 
@@ -113,8 +114,8 @@ bool ParseLine(const char *line, size_t length, Region *out) {
   return end > start;
 }
 
-// Re-reads the map into g_global; the caller holds g_mutex.
-bool RefreshGlobal() {
+// Re-reads the map into g_global.
+bool RefreshGlobal() SC_REQUIRES(g_mutex) {
   const int fd = open("/proc/self/maps", O_RDONLY | O_CLOEXEC);
   if (fd < 0) return false;
   RegionList fresh;
@@ -163,7 +164,7 @@ enum class Reread {
 
 // Brings this thread's copy up to the newest snapshot, re-reading the map when asked.
 bool SyncLocal(Reread reread) {
-  pthread_mutex_lock(&g_mutex);
+  MutexHold hold(g_mutex);
   bool ok = true;
   const bool old = NowMs() - g_takenAt > kMaxSnapshotAge;
   if (reread == Reread::kAlways || (reread == Reread::kIfOld && old) ||
@@ -174,7 +175,6 @@ bool SyncLocal(Reread reread) {
     t_local.generation = g_generation.load(std::memory_order_relaxed);
     t_local.takenAt = g_takenAt;
   }
-  pthread_mutex_unlock(&g_mutex);
   return ok;
 }
 

@@ -45,7 +45,7 @@ diff --strip-trailing-cr lexicon.txt back.txt || true
 say "Bad input gets a message naming the file and the failure"
 printf '[Header]\nName = broken\nColour = blue\n' >broken.txt
 run dict info broken.txt
-run error 0x801E0003
+run error 0x801E0003  # EDCT_E_UNKNOWN_FORMAT
 
 say "The component broker over the example installation tree"
 tree="$built/examples/broker/tree"

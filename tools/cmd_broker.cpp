@@ -629,7 +629,7 @@ int Resolve(const Options &options) {
 
   char *answer = nullptr;
   code = brk_InfoQuery(object, wanted.c_str(), &answer);
-  if (code == 0x80150104u) {
+  if (code == BRK_E_BROKER_STRING_NOT_FOUND) {
     std::printf("selected: nothing\n");
     return Fail(wanted, code);
   }
@@ -645,7 +645,7 @@ int Resolve(const Options &options) {
     answer = nullptr;
     code = brk_InfoQuery(object, selected.c_str(), &answer);
   }
-  if (code == 0x80150109u)
+  if (code == BRK_E_TAG_NOT_FOUND)
     std::printf("module: none (no DLL tag: a data-only component)\n");
   else if (code)
     return Fail("module of " + selected, code);

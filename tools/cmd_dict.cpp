@@ -45,7 +45,6 @@ constexpr const char *kHelp =
 constexpr uint32_t kImageFormat = 3;
 constexpr uint32_t kSwappedImageFormat = 0x03000000u;
 constexpr uint32_t kAny = 0xFFFFFFFFu;
-constexpr uint32_t kNotFound = 0x801E0000u;
 
 enum class Encoding { kDetect, kUtf8, kUcs2le, kUcs2be };
 
@@ -216,7 +215,7 @@ class DictFile {
       return Fail(path,
                   "archive image for a host of the other byte order (compile it without "
                   "--swap to use it here)",
-                  0x801E0009u);
+                  EDCT_E_CORRUPT);
     return ReadText(encoding);
   }
 
@@ -229,7 +228,7 @@ class DictFile {
     // The view reads nothing beyond the size the image records, which must be in the file.
     const uint32_t recorded = file_.Word(4);
     if (recorded > file_.size() || file_.size() < 24)
-      return Fail(path_, "truncated archive image", 0x801E0009u);
+      return Fail(path_, "truncated archive image", EDCT_E_CORRUPT);
     const VQRESULT opened = edct_DctOpen(g_vqNullHandle, file_.data(),
                                          writable ? EDCT_OPEN_WRITABLE : EDCT_OPEN_READONLY,
                                          nullptr, nullptr, &handle_);
@@ -507,7 +506,7 @@ int Lookup(const Arguments &args) {
     SafeHandle from;
     result = edct_DctMgrGetEntryData(manager, key.c_str(), filtered ? &filter : nullptr, &entries,
                                      &count, &from);
-    if (result == kNotFound) {
+    if (result == EDCT_E_NOT_FOUND) {
       std::printf("%s: not found\n", words[w].c_str());
       status = kFailed;
       result = 0;

@@ -1,22 +1,15 @@
-// What the text stream reader and writer share: their extra result codes, the names of the
-// section keys and kinds, and the function-level tracing both do.
+// What the text stream reader and writer share: the names of the section keys and kinds, and
+// the function-level tracing both do.
 #pragma once
 
 #include <bit>
 #include <cstdint>
 #include <string_view>
 
-#include "dictionary/codes.h"
 #include "sc_dbg.h"
 #include "sc_edct.h"
 
 namespace sc::edct::stream {
-
-// The reader's internal success when the stream ended while a token was read.
-inline constexpr VQRESULT kEndOfStream = MakeCode(false, Module::kEdct, 0, false, 1);
-// A 16-bit stream in the byte order the host does not have, or an unknown Content.
-inline constexpr VQRESULT kNotImplemented =
-    GeneralFailure(Module::kEdct, 0, General::kNotImplemented);
 
 inline constexpr uint32_t kUnset = 0xFFFFFFFFu;  // Content, Representation or POS not given
 inline constexpr uint32_t kModelBlock = 129;     // the 128 bytes of a Model and a NUL

@@ -3,9 +3,10 @@
 
 #include <cstring>
 
-#include "dictionary/codes.h"
 #include "dictionary/stream/stream_common.h"
 #include "dictionary/utf8.h"
+#include "foundation/result.h"
+#include "sc_edct.h"
 
 namespace sc::edct::stream {
 namespace {
@@ -20,7 +21,7 @@ VQRESULT Refill(InputContext *context) {
   *context->errorSlot = result;
   context->position = 0;
   context->end = 0;
-  if (result) return code::kReadStreamFailed;
+  if (result) return EDCT_E_READSTREAM_FAILED;
   // A callback that claims more than the buffer holds has written only what fits.
   context->end = count < kReadBufferSize ? count : kReadBufferSize;
   return 0;
@@ -90,7 +91,7 @@ VQRESULT ReadItem(InputContext *context, Unit *&buffer, uint32_t &capacity, uint
   constexpr bool kBytes = sizeof(Unit) == 1;
   uint32_t used = 0;
   bool inside = false;
-  VQRESULT status = kEndOfStream;
+  VQRESULT status = EDCT_S_END_OF_STREAM;
   for (;;) {
     if constexpr (kBytes) {
       // Ordinary bytes straight from the read buffer, a run at a time; the same bytes one by
@@ -103,7 +104,7 @@ VQRESULT ReadItem(InputContext *context, Unit *&buffer, uint32_t &capacity, uint
       if (at != from) {
         const auto run = static_cast<uint32_t>(at - from);
         if (!Reserve(context->resource, buffer, capacity, size_t{used} + run + 1))
-          return code::kNoMemory;
+          return EDCT_E_OUT_OF_MEMORY;
         std::memcpy(buffer + used, from, run);
         used += run;
         context->position += run;
@@ -139,10 +140,11 @@ VQRESULT ReadItem(InputContext *context, Unit *&buffer, uint32_t &capacity, uint
       break;
     }
     if (character == '\r') continue;
-    if (!Reserve(context->resource, buffer, capacity, size_t{used} + 2)) return code::kNoMemory;
+    if (!Reserve(context->resource, buffer, capacity, size_t{used} + 2))
+      return EDCT_E_OUT_OF_MEMORY;
     buffer[used++] = static_cast<Unit>(character);
   }
-  if (!Reserve(context->resource, buffer, capacity, size_t{used} + 1)) return code::kNoMemory;
+  if (!Reserve(context->resource, buffer, capacity, size_t{used} + 1)) return EDCT_E_OUT_OF_MEMORY;
   buffer[used] = 0;
   *length = used;
   return status;
@@ -179,16 +181,16 @@ VQRESULT Input_Open(InputContext *context, Resource *resource, EDCT_READSTREAM_F
   context->user = user;
   context->errorSlot = errorSlot;
   context->readBuffer = static_cast<unsigned char *>(heap_Alloc(resource->heap, kReadBufferSize));
-  if (!context->readBuffer) return code::kNoMemory;
+  if (!context->readBuffer) return EDCT_E_OUT_OF_MEMORY;
   if (format == EDCT_FORMAT_UTF8) return 0;
   unsigned char mark[2];
   uint32_t obtained = 0;
   const VQRESULT read = ReadBytes(context, mark, 2, &obtained);
   if (read) return read;
-  if (obtained < 2) return code::kUnknownFormat;
+  if (obtained < 2) return EDCT_E_UNKNOWN_FORMAT;
   context->bigEndian = format == EDCT_FORMAT_UCS2BE;
   const unsigned unit = context->bigEndian ? (mark[0] << 8) | mark[1] : mark[0] | (mark[1] << 8);
-  return unit == kByteOrderMark ? 0 : code::kUnknownFormat;
+  return unit == kByteOrderMark ? 0 : EDCT_E_UNKNOWN_FORMAT;
 }
 
 void Input_Release(InputContext *context) {
@@ -262,7 +264,7 @@ VQRESULT ReadTrimmed(InputContext *context, uint32_t terminators, bool quoteMode
       // UTF-8 never gives more units than it has bytes, so the size need not be measured.
       if (utf8 &&
           !Reserve(context->resource, context->wide, context->wideCapacity, size_t{length} + 1))
-        return code::kNoMemory;
+        return EDCT_E_OUT_OF_MEMORY;
       if (utf8) length = UTF8ToWcs(context->narrow, context->wide) - 1;
       text = context->wide;
     } else {
@@ -271,13 +273,13 @@ VQRESULT ReadTrimmed(InputContext *context, uint32_t terminators, bool quoteMode
         const std::u16string_view wide = Trim(context->wide, length);
         if (!Reserve(context->resource, context->narrow, context->narrowCapacity,
                      size_t{3} * wide.size() + 1))
-          return code::kNoMemory;
+          return EDCT_E_OUT_OF_MEMORY;
         length = WcsToUTF8(wide.data(), context->narrow) - 1;
       }
       text = context->narrow;
     }
     *token = Trim(text, length);
-    if (!token->empty() || status == kEndOfStream) return status;
+    if (!token->empty() || status == EDCT_S_END_OF_STREAM) return status;
   }
 }
 

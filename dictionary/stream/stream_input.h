@@ -76,7 +76,7 @@ VQRESULT ReadBytes(InputContext *context, void *destination, uint32_t wanted, ui
 
 // One raw token into the 8-bit (ReadItemFromUTF8) or 16-bit (ReadItemFromUC) token buffer,
 // NUL-terminated; *length counts its characters without the NUL. Returns 0 when a terminator
-// ended it, kEndOfStream when the stream did, or a failure.
+// ended it, EDCT_S_END_OF_STREAM when the stream did, or a failure.
 VQRESULT ReadItemFromUTF8(InputContext *context, uint32_t terminators, bool quoteMode,
                           uint32_t *length);
 VQRESULT ReadItemFromUC(InputContext *context, uint32_t terminators, bool quoteMode,
@@ -84,7 +84,7 @@ VQRESULT ReadItemFromUC(InputContext *context, uint32_t terminators, bool quoteM
 
 // One trimmed token, skipping empty ones until the stream ends, as a 16-bit (ReadwItem) or
 // UTF-8 (ReadsItem) string whatever the stream's encoding. The view is NUL-terminated and
-// lives in the context until the next read. Returns 0, kEndOfStream or a failure.
+// lives in the context until the next read. Returns 0, EDCT_S_END_OF_STREAM or a failure.
 VQRESULT ReadwItem(InputContext *context, uint32_t terminators, bool quoteMode,
                    std::u16string_view *token);
 VQRESULT ReadsItem(InputContext *context, uint32_t terminators, bool quoteMode,

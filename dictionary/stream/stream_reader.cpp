@@ -3,11 +3,12 @@
 // operations, so its Notify callback sees every entry added.
 #include <cstring>
 
-#include "dictionary/codes.h"
+#include "dictionary/dictionary.h"
 #include "dictionary/stream/stream_common.h"
 #include "dictionary/stream/stream_input.h"
-#include "dictionary/dictionary.h"
 #include "dictionary/utf8.h"
+#include "foundation/result.h"
+#include "sc_edct.h"
 #include "sc_heap.h"
 
 namespace sc::edct::stream {
@@ -37,7 +38,7 @@ void FreeAttribute(Reader &reader, const char *&attribute) {
 VQRESULT KeepFirst(Reader &reader, const char16_t *&field, std::u16string_view value) {
   if (field) return 0;
   field = CopyWide(reader.resource, value.data());
-  return field ? 0 : code::kNoMemory;
+  return field ? 0 : EDCT_E_OUT_OF_MEMORY;
 }
 
 VQRESULT HandleName(Reader &reader, std::u16string_view value) {
@@ -58,7 +59,7 @@ char *Narrow(Reader &reader, std::u16string_view value, uint32_t size) {
 
 VQRESULT ReplaceAttribute(Reader &reader, const char *&attribute, std::u16string_view value) {
   char *text = Narrow(reader, value, WcsUTF8Size(value.data()));
-  if (!text) return code::kNoMemory;
+  if (!text) return EDCT_E_OUT_OF_MEMORY;
   FreeAttribute(reader, attribute);
   attribute = text;
   return 0;
@@ -74,9 +75,9 @@ VQRESULT HandleEngine(Reader &reader, std::u16string_view value) {
 
 // The text over a block of spaces, so that the whole 128 bytes compare alike for equal texts.
 VQRESULT HandleModel(Reader &reader, std::u16string_view value) {
-  if (WcsUTF8Size(value.data()) > kModelBlock) return code::kNoMemory;
+  if (WcsUTF8Size(value.data()) > kModelBlock) return EDCT_E_OUT_OF_MEMORY;
   auto *block = static_cast<char *>(heap_Alloc(reader.resource->heap, kModelBlock));
-  if (!block) return code::kNoMemory;
+  if (!block) return EDCT_E_OUT_OF_MEMORY;
   std::memset(block, ' ', kModelBlock);
   WcsToUTF8(value.data(), block);
   FreeAttribute(reader, reader.record.Model);
@@ -93,7 +94,7 @@ VQRESULT SetKind(uint32_t &field, const std::u16string_view (&names)[N],
       return 0;
     }
   }
-  return code::kUnknownFormat;
+  return EDCT_E_UNKNOWN_FORMAT;
 }
 
 VQRESULT HandleContent(Reader &reader, std::u16string_view value) {
@@ -134,7 +135,7 @@ constexpr KeyHandler kKeyHandlers[] = {
 enum class SectionEnd { kData, kSubHeader };
 
 // The key lines of one section, up to the "[Data]" or "[SubHeader]" line that ends it.
-// Returns 0, kEndOfStream (the stream ended instead) or a failure.
+// Returns 0, EDCT_S_END_OF_STREAM (the stream ended instead) or a failure.
 VQRESULT ReadSection(Reader &reader, SectionEnd *ending) {
   for (;;) {
     std::u16string_view key;
@@ -147,10 +148,10 @@ VQRESULT ReadSection(Reader &reader, SectionEnd *ending) {
     const KeyHandler *handler = nullptr;
     for (const KeyHandler &candidate : kKeyHandlers)
       if (candidate.key == key) handler = &candidate;
-    if (!handler) return code::kUnknownFormat;
+    if (!handler) return EDCT_E_UNKNOWN_FORMAT;
     std::u16string_view value;
     status = ReadwItem(&reader.input, kEndsAtLineFeed, false, &value);
-    if (status == kEndOfStream) return code::kUnknownFormat;
+    if (status == EDCT_S_END_OF_STREAM) return EDCT_E_UNKNOWN_FORMAT;
     if (status) return status;
     status = handler->handle(reader, value);
     if (status) return status;
@@ -158,13 +159,13 @@ VQRESULT ReadSection(Reader &reader, SectionEnd *ending) {
 }
 
 // ---- Entry data ------------------------------------------------------------------------
-// Each handler reads the data of one entry line into the record and returns 0, kEndOfStream
+// Each handler reads the data of one entry line into the record and returns 0, EDCT_S_END_OF_STREAM
 // (the data ran into the end of the stream) or a failure. *present turns false when the
 // stream ended before any data: the key is then dropped.
 
 // "//one//two" gives "one", NUL, "two", NUL and the closing NUL; pieces are not trimmed.
 VQRESULT HandleBroadNarrowsInput(Reader &reader, bool *present) {
-  if (reader.record.Representation != EDCT_REPR_SZZ_STRING) return code::kUnknownFormat;
+  if (reader.record.Representation != EDCT_REPR_SZZ_STRING) return EDCT_E_UNKNOWN_FORMAT;
   std::string_view line;
   const VQRESULT status = ReadsItem(&reader.input, kEndsAtLineFeed, false, &line);
   if (Failed(status)) return status;
@@ -172,10 +173,11 @@ VQRESULT HandleBroadNarrowsInput(Reader &reader, bool *present) {
     *present = false;
     return status;
   }
-  if (!line.starts_with("//")) return code::kUnknownFormat;
+  if (!line.starts_with("//")) return EDCT_E_UNKNOWN_FORMAT;
   InputContext &input = reader.input;
   // Each "//" of the line becomes one NUL, and the closing NUL makes up for the first.
-  if (!Reserve(input.resource, input.data, input.dataCapacity, line.size())) return code::kNoMemory;
+  if (!Reserve(input.resource, input.data, input.dataCapacity, line.size()))
+    return EDCT_E_OUT_OF_MEMORY;
   uint32_t used = 0;
   for (size_t start = 2;;) {
     const size_t separator = line.find("//", start);
@@ -203,7 +205,7 @@ int HexDigit(char digit) {
 // Hexadecimal byte pairs separated by spaces; a line ending in a backslash continues on the
 // next one. A single digit left at the end of a line is ignored.
 VQRESULT HandleUserWordsInput(Reader &reader, bool *present) {
-  if (reader.record.Representation != EDCT_REPR_BINARY) return code::kUnknownFormat;
+  if (reader.record.Representation != EDCT_REPR_BINARY) return EDCT_E_UNKNOWN_FORMAT;
   InputContext &input = reader.input;
   uint32_t count = 0;
   VQRESULT status;
@@ -226,14 +228,14 @@ VQRESULT HandleUserWordsInput(Reader &reader, bool *present) {
     while (at + 1 < line.size()) {
       const int high = HexDigit(line[at]);
       const int low = HexDigit(line[at + 1]);
-      if (high < 0 || low < 0) return code::kUnknownFormat;
+      if (high < 0 || low < 0) return EDCT_E_UNKNOWN_FORMAT;
       if (!Reserve(input.resource, input.data, input.dataCapacity, size_t{count} + 1))
-        return code::kNoMemory;
+        return EDCT_E_OUT_OF_MEMORY;
       input.data[count++] = static_cast<unsigned char>(high << 4 | low);
       at += 2;
       skipSpaces();
     }
-    if (!continued || status == kEndOfStream) break;
+    if (!continued || status == EDCT_S_END_OF_STREAM) break;
   }
   reader.record.Data = input.data;
   reader.record.DataSize = count;
@@ -257,7 +259,7 @@ VQRESULT HandleOrthographicInput(Reader &reader, bool *present) {
     record.Data = text.data();
     size = text.size();
   } else {
-    return code::kUnknownFormat;
+    return EDCT_E_UNKNOWN_FORMAT;
   }
   if (Failed(status)) return status;
   *present = size != 0;
@@ -275,12 +277,12 @@ VQRESULT ReadEntryData(Reader &reader, bool *present) {
     case EDCT_CONTENT_ORTHOGRAPHIC:
       return HandleOrthographicInput(reader, present);
     default:
-      return code::kUnknownFormat;
+      return EDCT_E_UNKNOWN_FORMAT;
   }
 }
 
 // The entry lines of one data section, each added with the record's attributes. Returns 0
-// when a "[SubHeader]" line ended the section (*atSubHeader set), kEndOfStream when the
+// when a "[SubHeader]" line ended the section (*atSubHeader set), EDCT_S_END_OF_STREAM when the
 // stream did, or a failure.
 VQRESULT ReadDataSection(Reader &reader, bool *atSubHeader) {
   *atSubHeader = false;
@@ -294,7 +296,7 @@ VQRESULT ReadDataSection(Reader &reader, bool *atSubHeader) {
     }
     // The key's own copy: reading the data may reuse the token buffers.
     if (!Reserve(reader.resource, reader.key, reader.keyCapacity, key.size() + 1))
-      return code::kNoMemory;
+      return EDCT_E_OUT_OF_MEMORY;
     std::memcpy(reader.key, key.data(), (key.size() + 1) * sizeof(char16_t));
     bool present = true;
     status = ReadEntryData(reader, &present);
@@ -311,10 +313,10 @@ VQRESULT ReadSections(Reader &reader) {
   std::u16string_view first;
   VQRESULT status = ReadwItem(&reader.input, kEndsAtLineFeed, false, &first);
   if (Failed(status)) return status;
-  if (status == kEndOfStream || first != kHeader) return code::kUnknownFormat;
+  if (status == EDCT_S_END_OF_STREAM || first != kHeader) return EDCT_E_UNKNOWN_FORMAT;
   SectionEnd ending = SectionEnd::kData;
   status = ReadSection(reader, &ending);
-  if (status == kEndOfStream) return 0;
+  if (status == EDCT_S_END_OF_STREAM) return 0;
   if (status) return status;
   bool atSubHeader = false;
   if (ending == SectionEnd::kData) {
@@ -323,9 +325,9 @@ VQRESULT ReadSections(Reader &reader) {
   }
   do {
     status = ReadSection(reader, &ending);
-    if (status == kEndOfStream) return code::kUnknownFormat;
+    if (status == EDCT_S_END_OF_STREAM) return EDCT_E_UNKNOWN_FORMAT;
     if (status) return status;
-    if (ending != SectionEnd::kData) return code::kUnknownFormat;
+    if (ending != SectionEnd::kData) return EDCT_E_UNKNOWN_FORMAT;
     status = ReadDataSection(reader, &atSubHeader);
     if (Failed(status)) return status;
   } while (atSubHeader);
@@ -383,12 +385,12 @@ SC_API VQRESULT edct_DctReadStream(SafeHandle handle, EDCT_READSTREAM_FN callbac
   Dictionary *dictionary = nullptr;
   const VQRESULT resolved = ResolveDictionary(handle, &dictionary);
   if (resolved) return resolved;
-  if (dictionary->kind == kReadOnly) return code::kReadOnly;
-  if (!callback) return code::kNullPointer;
-  if (!stream::KnownFormat(format)) return code::kUnknownFormat;
+  if (dictionary->kind == kReadOnly) return EDCT_E_READ_ONLY;
+  if (!callback) return EDCT_E_NULL_POINTER;
+  if (!stream::KnownFormat(format)) return EDCT_E_UNKNOWN_FORMAT;
   GuardLock lock(dictionary->guard);
   if (lock.result()) return lock.result();
-  if (dictionary->openIterators) return code::kIteratorOpen;
+  if (dictionary->openIterators) return EDCT_E_ITERATOR_OPEN;
   stream::Reader reader{};
   reader.dictionary = handle;
   return stream::DctStream_Input(reader, *dictionary, callback, format, user,

@@ -4,11 +4,11 @@
 #include <iterator>
 #include <type_traits>
 
-#include "dictionary/codes.h"
+#include "dictionary/dictionary.h"
 #include "dictionary/stream/stream_common.h"
 #include "dictionary/stream/stream_input.h"
-#include "dictionary/dictionary.h"
 #include "dictionary/utf8.h"
+#include "sc_edct.h"
 #include "sc_heap.h"
 
 namespace sc::edct::stream {
@@ -59,7 +59,7 @@ size_t BoundedLength(const char *text, size_t most) {
 VQRESULT Deliver(OutputContext &out, uint32_t count) {
   const uint32_t result = out.callback(out.user, out.writeBuffer, count);
   *out.errorSlot = result;
-  return result ? code::kWriteStreamFailed : 0;
+  return result ? EDCT_E_WRITESTREAM_FAILED : 0;
 }
 
 VQRESULT WriteBytes(OutputContext &out, const void *bytes, size_t count) {
@@ -96,10 +96,10 @@ VQRESULT Output_Open(Writer &writer, Resource *resource, EDCT_WRITESTREAM_FN cal
   out.errorSlot = errorSlot;
   out.resource = resource;
   out.writeBuffer = static_cast<unsigned char *>(heap_Alloc(resource->heap, kWriteBufferSize));
-  if (!out.writeBuffer) return code::kNoMemory;
+  if (!out.writeBuffer) return EDCT_E_OUT_OF_MEMORY;
   if (format == EDCT_FORMAT_UTF8) return 0;
   // 16-bit units go out in host order, so only the host's own order can be written.
-  if ((format == EDCT_FORMAT_UCS2LE) != kHostLittleEndian) return kNotImplemented;
+  if ((format == EDCT_FORMAT_UCS2LE) != kHostLittleEndian) return EDCT_E_NOT_IMPLEMENTED;
   const char16_t mark = 0xFEFF;
   return WriteBytes(out, &mark, sizeof mark);
 }
@@ -137,7 +137,8 @@ VQRESULT WritesItem(Writer &writer, std::string_view text) {
   TraceScope trace(writer.tracer, "WritesItem", __LINE__);
   OutputContext &out = writer.out;
   if (out.format == EDCT_FORMAT_UTF8) return WriteItemToUTF8(writer, text);
-  if (!Reserve(out.resource, out.wide, out.wideCapacity, text.size() + 1)) return code::kNoMemory;
+  if (!Reserve(out.resource, out.wide, out.wideCapacity, text.size() + 1))
+    return EDCT_E_OUT_OF_MEMORY;
   // The units UTF8ToWcs gives, decoded within the view, which need not be terminated.
   const auto *cursor = reinterpret_cast<const unsigned char *>(text.data());
   const auto *end = cursor + text.size();
@@ -154,7 +155,7 @@ VQRESULT WritewItem(Writer &writer, std::u16string_view text) {
   OutputContext &out = writer.out;
   if (out.format != EDCT_FORMAT_UTF8) return WriteItemToUC(writer, text);
   if (!Reserve(out.resource, out.utf8, out.utf8Capacity, 3 * text.size() + 1))
-    return code::kNoMemory;
+    return EDCT_E_OUT_OF_MEMORY;
   const uint32_t bytes = WcsToUTF8(text.data(), out.utf8) - 1;
   return WriteItemToUTF8(writer, {out.utf8, bytes});
 }
@@ -194,7 +195,7 @@ VQRESULT QuoteTraced(Writer &writer, const char *function, std::basic_string_vie
   TraceScope trace(writer.tracer, function, __LINE__);
   size_t length = 0;
   const Unit *result = Quote(writer.out, text, &length);
-  if (!result) return code::kNoMemory;
+  if (!result) return EDCT_E_OUT_OF_MEMORY;
   *quoted = {result, length};
   return 0;
 }
@@ -238,8 +239,8 @@ VQRESULT WriteAttribute(Writer &writer, std::u16string_view key, const char *val
 // line and "[Data]". POS is not written.
 VQRESULT WriteSubHeader(Writer &writer, const EDCT_ENTRY &record) {
   TraceScope trace(writer.tracer, "WriteSubHeader", __LINE__);
-  if (record.Content >= std::size(kContentNames)) return kNotImplemented;
-  if (record.Representation >= std::size(kRepresentationNames)) return code::kUnknownFormat;
+  if (record.Content >= std::size(kContentNames)) return EDCT_E_NOT_IMPLEMENTED;
+  if (record.Representation >= std::size(kRepresentationNames)) return EDCT_E_UNKNOWN_FORMAT;
   VQRESULT result = WriteLine(writer);
   if (!result) result = WriteLine(writer, kSubHeader);
   if (!result) result = WriteAttribute(writer, u"Language", record.Language);
@@ -258,7 +259,7 @@ VQRESULT WriteSubHeader(Writer &writer, const EDCT_ENTRY &record) {
 // "//" before each string of the list, up to its empty string or the end of the data.
 VQRESULT HandleBroadNarrowsOutput(Writer &writer, const EDCT_ENTRY &record) {
   TraceScope trace(writer.tracer, "HandleBroadNarrowsOutput", __LINE__);
-  if (record.Representation != EDCT_REPR_SZZ_STRING) return code::kUnknownFormat;
+  if (record.Representation != EDCT_REPR_SZZ_STRING) return EDCT_E_UNKNOWN_FORMAT;
   const auto *data = static_cast<const char *>(record.Data);
   VQRESULT result = 0;
   for (uint32_t at = 0; !result && at < record.DataSize && data[at];) {
@@ -274,7 +275,7 @@ VQRESULT HandleBroadNarrowsOutput(Writer &writer, const EDCT_ENTRY &record) {
 // continues ends with a backslash.
 VQRESULT HandleUserWordsOutput(Writer &writer, const EDCT_ENTRY &record) {
   TraceScope trace(writer.tracer, "HandleUserWordsOutput", __LINE__);
-  if (record.Representation != EDCT_REPR_BINARY) return code::kUnknownFormat;
+  if (record.Representation != EDCT_REPR_BINARY) return EDCT_E_UNKNOWN_FORMAT;
   constexpr char kDigits[] = "0123456789ABCDEF";
   const auto *data = static_cast<const unsigned char *>(record.Data);
   uint32_t column = 0;
@@ -306,14 +307,14 @@ VQRESULT HandleOrthographicOutput(Writer &writer, const EDCT_ENTRY &record) {
     // A copy, so that the units are aligned and end at a terminator within the data.
     const uint32_t most = record.DataSize / sizeof(char16_t);
     if (!Reserve(out.resource, out.text, out.textCapacity, size_t{most} + 1))
-      return code::kNoMemory;
+      return EDCT_E_OUT_OF_MEMORY;
     if (most) std::memcpy(out.text, record.Data, size_t{most} * sizeof(char16_t));
     out.text[most] = 0;
     std::u16string_view quoted;
     result = HandleOutputwQuotedString(writer, out.text, &quoted);
     if (!result) result = WritewItem(writer, quoted);
   } else {
-    return code::kUnknownFormat;
+    return EDCT_E_UNKNOWN_FORMAT;
   }
   return result ? result : WritesItem(writer, kLineEnd);
 }
@@ -327,7 +328,7 @@ VQRESULT WriteEntryData(Writer &writer, const EDCT_ENTRY &record) {
     case EDCT_CONTENT_ORTHOGRAPHIC:
       return HandleOrthographicOutput(writer, record);
     default:
-      return kNotImplemented;
+      return EDCT_E_NOT_IMPLEMENTED;
   }
 }
 
@@ -404,8 +405,8 @@ SC_API VQRESULT edct_DctWriteStream(SafeHandle handle, EDCT_WRITESTREAM_FN callb
   Dictionary *dictionary = nullptr;
   const VQRESULT resolved = ResolveDictionary(handle, &dictionary);
   if (resolved) return resolved;
-  if (!callback) return code::kNullPointer;
-  if (!stream::KnownFormat(format)) return code::kUnknownFormat;
+  if (!callback) return EDCT_E_NULL_POINTER;
+  if (!stream::KnownFormat(format)) return EDCT_E_UNKNOWN_FORMAT;
   GuardLock lock(dictionary->guard);
   if (lock.result()) return lock.result();
   stream::Writer writer{};

@@ -39,5 +39,5 @@ VQRESULT VoiceGetInterface(uint32_t id, void **out) {
     *out = (void *)&g_voice;
     return 0;
   }
-  return 0x80150108u; /* no such interface */
+  return BRK_E_INTERFACE_NOT_FOUND;
 }

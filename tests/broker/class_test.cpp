@@ -14,10 +14,10 @@ using BrokerObjects = Installed;
 TEST_F(BrokerObjects, CountsRefusalsAndTheEnginesAddons) {
   Class cls(root_);
   BrkObject *object = reinterpret_cast<BrkObject *>(&object);
-  EXPECT_EQ(brk_ObjOpen(&object, "test/engine", nullptr, nullptr, nullptr), kMissing);
+  EXPECT_EQ(brk_ObjOpen(&object, "test/engine", nullptr, nullptr, nullptr), BRK_E_INVALID_ARGUMENT);
   EXPECT_EQ(object, nullptr);
   ASSERT_EQ(brk_ObjOpenEx(&object, nullptr, nullptr, cls, nullptr), 0u);
-  EXPECT_EQ(brk_ClassClose(cls), kStillInUse);  // while an object is open
+  EXPECT_EQ(brk_ClassClose(cls), BRK_E_STILL_IN_USE);  // while an object is open
   EXPECT_EQ(brk_ObjCloseEx(object), 0u);
   EXPECT_EQ(brk_ObjClose(nullptr), 0u);
   EXPECT_EQ(brk_ClassClose(nullptr), 0u);
@@ -34,8 +34,8 @@ TEST_F(BrokerObjects, CountsRefusalsAndTheEnginesAddons) {
   EXPECT_EQ(Listed(third, "ADDON").size(), before + 1);
   EXPECT_EQ(brk_ObjClose(third), 0u);
   // A closed object is refused without being read.
-  EXPECT_EQ(brk_ObjClose(third), kMissing);
-  EXPECT_EQ(InfoOf(third, "test/addon"), Error(kMissing));
+  EXPECT_EQ(brk_ObjClose(third), BRK_E_INVALID_ARGUMENT);
+  EXPECT_EQ(InfoOf(third, "test/addon"), Error(BRK_E_INVALID_ARGUMENT));
 }
 
 TEST_F(BrokerObjects, ClassRootsLocksAndResources) {
@@ -50,7 +50,7 @@ TEST_F(BrokerObjects, ClassRootsLocksAndResources) {
   // A root that does not exist gives a class without engines.
   BrkClass *cls = nullptr;
   ASSERT_EQ(brk_ClassOpen(&cls, root_.Path("absent").c_str(), 0, 0, nullptr), 0u);
-  EXPECT_EQ(usable(cls), kNoEngine);
+  EXPECT_EQ(usable(cls), BRK_E_ENGINE_NOT_FOUND);
   // A lent lock is used, not destroyed.
   LockValue lock = 0;
   ASSERT_EQ(critsec_ObjOpen(0, 0, 0, &lock), 0u);
@@ -67,10 +67,10 @@ TEST_F(BrokerObjects, ClassRootsLocksAndResources) {
   EXPECT_EQ(usable(cls), 0u);
   ASSERT_EQ(rsrc_Close(resource), 0u);
   BrkClass *untouched = reinterpret_cast<BrkClass *>(&resource);
-  EXPECT_EQ(brk_ClassOpenEx(&untouched, path.c_str(), resource, nullptr), kUnexpected);
-  EXPECT_EQ(brk_ClassOpen(&untouched, nullptr, 0, 0, nullptr), kUnexpected);
+  EXPECT_EQ(brk_ClassOpenEx(&untouched, path.c_str(), resource, nullptr), BRK_E_UNEXPECTED);
+  EXPECT_EQ(brk_ClassOpen(&untouched, nullptr, 0, 0, nullptr), BRK_E_UNEXPECTED);
   EXPECT_EQ(untouched, reinterpret_cast<BrkClass *>(&resource));
-  EXPECT_EQ(brk_ClassClose(cls), kMissing);  // closed already
+  EXPECT_EQ(brk_ClassClose(cls), BRK_E_INVALID_ARGUMENT);  // closed already
 }
 
 using BrokerQueries = Installed;
@@ -103,19 +103,20 @@ TEST_F(BrokerQueries, ComponentListsAndBrokerStringsByName) {
   EXPECT_EQ(brk_ComponentListRelease(onEngine, list), 0u);
   EXPECT_EQ(Listed(none, "VOICE").size(), 17u);
   EXPECT_TRUE(Listed(onEngine, "voice").empty());  // types compare with case
-  EXPECT_EQ(brk_ComponentListQuery(onEngine, nullptr, &list), kMissing);
-  EXPECT_EQ(brk_ComponentListRelease(onEngine, nullptr), kMissing);
+  EXPECT_EQ(brk_ComponentListQuery(onEngine, nullptr, &list), BRK_E_INVALID_ARGUMENT);
+  EXPECT_EQ(brk_ComponentListRelease(onEngine, nullptr), BRK_E_INVALID_ARGUMENT);
 
   const auto byName = [](BrkObject *object, const char *type, const char *name) {
     char *found = reinterpret_cast<char *>(&found);
     const VQRESULT result = brk_BrokerStringQuery(object, type, name, &found);
     EXPECT_EQ(result != 0, found == nullptr);
     const std::string text = result ? Error(result) : found;
-    EXPECT_EQ(brk_BrokerStringRelease(object, found), result ? kMissing : 0u);
+    EXPECT_EQ(brk_BrokerStringRelease(object, found), result ? BRK_E_INVALID_ARGUMENT : 0u);
     return text;
   };
   EXPECT_EQ(byName(none, "TTSENGINE", "Engine"), "test/engine");
-  EXPECT_EQ(byName(none, "TTSENGINE", "engine"), Error(kNoModule));  // names keep their case
+  EXPECT_EQ(byName(none, "TTSENGINE", "engine"),
+            Error(BRK_E_MODULE_NOT_FOUND));  // names keep their case
   EXPECT_EQ(byName(onEngine, "VOICE", "n"), "voice/e");
 }
 
@@ -152,26 +153,26 @@ TEST_F(BrokerData, OneCountedHandlePerBlockAndExactRanges) {
 
   EXPECT_EQ(Map(object, index, 100, 0), kIndex);  // size 0: the whole block from its start
   EXPECT_EQ(Map(object, index, 20, 30), kIndex.substr(20));
-  EXPECT_EQ(Map(object, index, 20, 31), Error(kCannotRead));
-  EXPECT_EQ(Map(object, index, 50, 1), Error(kCannotRead));
-  EXPECT_EQ(Map(object, index, 0, 0xFFFFFFFF), Error(kCannotRead));
+  EXPECT_EQ(Map(object, index, 20, 31), Error(BRK_E_CANNOT_READ_DATA));
+  EXPECT_EQ(Map(object, index, 50, 1), Error(BRK_E_CANNOT_READ_DATA));
+  EXPECT_EQ(Map(object, index, 0, 0xFFFFFFFF), Error(BRK_E_CANNOT_READ_DATA));
   // A mapping stays valid while others come and go; the block cannot close under it.
   const void *low = nullptr;
   ASSERT_EQ(brk_DataMap(object, index, 0, 4, &low), 0u);
   EXPECT_EQ(Map(object, index, 40, 10), kIndex.substr(40));
   EXPECT_EQ(std::string(static_cast<const char *>(low), 4), "ABCD");
   EXPECT_EQ(brk_DataClose(object, index), 0u);  // one of two opens
-  EXPECT_EQ(brk_DataClose(object, index), 0x8022010Au);
+  EXPECT_EQ(brk_DataClose(object, index), HDRPARS_E_STILL_MAPPED);
   EXPECT_EQ(brk_DataUnmap(object, index, low), 0u);
   EXPECT_EQ(brk_DataClose(object, index), 0u);
-  EXPECT_EQ(brk_DataMap(object, index, 0, 4, &low), kMissing);  // closed handle
+  EXPECT_EQ(brk_DataMap(object, index, 0, 4, &low), BRK_E_INVALID_ARGUMENT);  // closed handle
 
   // The first close keeps the block open for the other holder; the last one closes it, and
   // until then the engine's last object cannot close.
   EXPECT_EQ(brk_DataClose(object, first), 0u);
   EXPECT_EQ(Map(other, second, 2, 3), "234");
   EXPECT_EQ(brk_ObjClose(object), 0u);
-  EXPECT_EQ(brk_ObjClose(other), kStillInUse);
+  EXPECT_EQ(brk_ObjClose(other), BRK_E_STILL_IN_USE);
   EXPECT_EQ(brk_DataClose(other, second), 0u);
 }
 
@@ -179,10 +180,10 @@ TEST_F(BrokerData, RefusedOpensSharedBlocksAndTags) {
   Class cls(root_);
   BrkObject *onEngine = cls.Open("test/engine");
   BrkObject *onOther = cls.Open("other/engine");
-  const std::pair<const char *, VQRESULT> cases[] = {{"test/inline", kInvalidComponent},
-                                                     {"test/data:nooffset", 0x80220105},
-                                                     {"test/engine", kNotFound},
-                                                     {nullptr, kUnexpected}};
+  const std::pair<const char *, VQRESULT> cases[] = {{"test/inline", BRK_E_INVALID_COMPONENT},
+                                                     {"test/data:nooffset", HDRPARS_E_TAG_MISSING},
+                                                     {"test/engine", BRK_E_BROKER_STRING_NOT_FOUND},
+                                                     {nullptr, BRK_E_UNEXPECTED}};
   for (const auto &[brokerString, expected] : cases) {
     BrkData *data = reinterpret_cast<BrkData *>(&data);
     EXPECT_EQ(brk_DataOpen(onEngine, brokerString, &data), expected)
@@ -190,22 +191,22 @@ TEST_F(BrokerData, RefusedOpensSharedBlocksAndTags) {
     EXPECT_EQ(data, nullptr);
   }
   uint32_t size = 0;
-  EXPECT_EQ(brk_DataSizeQuery(onEngine, nullptr, &size), kMissing);
-  EXPECT_EQ(brk_DataClose(onEngine, nullptr), kMissing);
+  EXPECT_EQ(brk_DataSizeQuery(onEngine, nullptr, &size), BRK_E_INVALID_ARGUMENT);
+  EXPECT_EQ(brk_DataClose(onEngine, nullptr), BRK_E_INVALID_ARGUMENT);
 
   // Tags: of any engine of the class, through any object (tag names keep their case); of
   // add-ons only through the objects that reach them; of a described block, its own.
   EXPECT_EQ(TagOf(onOther, "TEST/ENGINE", "VERSION"), "2.1");
-  EXPECT_EQ(TagOf(onOther, "test/engine", "version"), Error(kNoTag));
+  EXPECT_EQ(TagOf(onOther, "test/engine", "version"), Error(BRK_E_TAG_NOT_FOUND));
   EXPECT_EQ(TagOf(onEngine, "test/data", "LANGUAGE"), "en");
-  EXPECT_EQ(TagOf(onOther, "test/data", "LANGUAGE"), Error(kNotFound));
+  EXPECT_EQ(TagOf(onOther, "test/data", "LANGUAGE"), Error(BRK_E_BROKER_STRING_NOT_FOUND));
   EXPECT_EQ(TagOf(onEngine, "test/inline", "COMPTYPE"), "PART");
   EXPECT_EQ(TagOf(onEngine, "test/data:IDX", "SIZE"), "50");
-  EXPECT_EQ(TagOf(onEngine, "test/data:nooffset", "OFFSET"), Error(kNoTag));
-  EXPECT_EQ(TagOf(onEngine, "test/data:absent", "SIZE"), Error(kNotFound));
-  EXPECT_EQ(TagOf(onEngine, nullptr, "SIZE"), Error(kMissing));
+  EXPECT_EQ(TagOf(onEngine, "test/data:nooffset", "OFFSET"), Error(BRK_E_TAG_NOT_FOUND));
+  EXPECT_EQ(TagOf(onEngine, "test/data:absent", "SIZE"), Error(BRK_E_BROKER_STRING_NOT_FOUND));
+  EXPECT_EQ(TagOf(onEngine, nullptr, "SIZE"), Error(BRK_E_INVALID_ARGUMENT));
   EXPECT_EQ(brk_TagRelease(onEngine, u"any"), 0u);
-  EXPECT_EQ(brk_TagRelease(onEngine, nullptr), kMissing);
+  EXPECT_EQ(brk_TagRelease(onEngine, nullptr), BRK_E_INVALID_ARGUMENT);
 
   // An open block of a shared add-on keeps the class open.
   BrkObject *none = cls.Open();
@@ -215,23 +216,24 @@ TEST_F(BrokerData, RefusedOpensSharedBlocksAndTags) {
   EXPECT_EQ(brk_ObjClose(none), 0u);
   EXPECT_EQ(brk_ObjClose(onEngine), 0u);
   EXPECT_EQ(brk_ObjClose(onOther), 0u);
-  EXPECT_EQ(brk_ClassClose(cls), kStillInUse);
+  EXPECT_EQ(brk_ClassClose(cls), BRK_E_STILL_IN_USE);
   EXPECT_EQ(brk_DataClose(cls.Open(), data), 0u);
 }
 
 TEST(BrokerErrors, TextsOfTheBrokersCodes) {
   const std::pair<VQRESULT, const char *> texts[] = {
-      {0x80150107, "SOME MODULES (DATA OR INTERFACES) WERE NOT RELEASED YET"},
-      {0x8015010A, "SPECIFIED MODULE COULD NOT BE FOUND"},
+      {BRK_E_STILL_IN_USE, "SOME MODULES (DATA OR INTERFACES) WERE NOT RELEASED YET"},
+      {BRK_E_MODULE_NOT_FOUND, "SPECIFIED MODULE COULD NOT BE FOUND"},
       {0x8015010C, "Unknown module"},
-      {0x80220102, hdrpars_ErrorGetString(0x80220102)},
-      {0x80150186, vq_ErrorGetString(0x80150186)},
-      {0x80160101, "Unknown module"}};
+      {HDRPARS_E_WRONG_FORMAT, hdrpars_ErrorGetString(HDRPARS_E_WRONG_FORMAT)},
+      {BRK_E_OUT_OF_MEMORY, vq_ErrorGetString(BRK_E_OUT_OF_MEMORY)},
+      {RSRC_E_INVALID_RESOURCE, "Unknown module"}};
   for (const auto &[code, text] : texts)
     EXPECT_STREQ(brk_ErrorGetString(code), text) << std::hex << code;
-  EXPECT_STREQ(brk_ErrorGetSubModuleName(0x80150104), "Broker submodule");
+  EXPECT_STREQ(brk_ErrorGetSubModuleName(BRK_E_BROKER_STRING_NOT_FOUND), "Broker submodule");
   EXPECT_STREQ(brk_ErrorGetSubModuleName(0x80150204), "Unknown submodule");
-  EXPECT_STREQ(brk_ErrorGetSubModuleName(0x80220102), "Error originates in a sub module");
+  EXPECT_STREQ(brk_ErrorGetSubModuleName(HDRPARS_E_WRONG_FORMAT),
+               "Error originates in a sub module");
 }
 
 }  // namespace

@@ -41,10 +41,10 @@ TEST_F(BrokerModules, EngineAndAddonModulesAreCountedAndUnloadedWithTheirLastInt
   EXPECT_EQ(TakeEvents(), Strings{"engine: EngineGetInterface 2"});
   EXPECT_EQ(brk_InterfaceRelease(object, first), 0u);
   EXPECT_EQ(brk_InterfaceRelease(object, second), 0u);
-  EXPECT_EQ(brk_ObjClose(object), kStillInUse);
+  EXPECT_EQ(brk_ObjClose(object), BRK_E_STILL_IN_USE);
   EXPECT_EQ(brk_InterfaceRelease(object, first), 0u);
   EXPECT_EQ(TakeEvents(), (Strings{"engine: fini e1", "engine: unload"}));
-  EXPECT_EQ(brk_InterfaceRelease(object, first), kNoInterface);  // its module is gone
+  EXPECT_EQ(brk_InterfaceRelease(object, first), BRK_E_INTERFACE_NOT_FOUND);  // its module is gone
 
   // An add-on in a module of its own; id 0 is asked for anew every time.
   void *five = Query(object, "test/addon", 5);
@@ -57,7 +57,7 @@ TEST_F(BrokerModules, EngineAndAddonModulesAreCountedAndUnloadedWithTheirLastInt
   EXPECT_EQ(Count(events, "engine: load"), 0);
   for (void *interface : {five, table, five})
     EXPECT_EQ(brk_InterfaceRelease(object, interface), 0u);
-  EXPECT_EQ(brk_ObjClose(object), kStillInUse);
+  EXPECT_EQ(brk_ObjClose(object), BRK_E_STILL_IN_USE);
   EXPECT_TRUE(TakeEvents().empty());
   EXPECT_EQ(brk_InterfaceRelease(object, table), 0u);
   EXPECT_EQ(TakeEvents(), (Strings{"addon: fini ad", "addon: unload"}));
@@ -95,7 +95,8 @@ TEST_F(BrokerModules, AddonsInTheEnginesLibraryCountOnBothModules) {
   // Through an object without engine there is no engine library to live in.
   BrkObject *none = cls.Open();
   void *interface = &interface;
-  EXPECT_EQ(brk_InterfaceQuery(none, "shared/inengine", 5, &instance_, &interface), kMissing);
+  EXPECT_EQ(brk_InterfaceQuery(none, "shared/inengine", 5, &instance_, &interface),
+            BRK_E_INVALID_ARGUMENT);
   EXPECT_EQ(interface, nullptr);
 }
 
@@ -103,9 +104,11 @@ TEST_F(BrokerModules, ModulesThatCannotServeLeaveNothingLoaded) {
   Class cls(root_);
   BrkObject *object = cls.Open("test/engine");
   const std::pair<const char *, VQRESULT> cases[] = {
-      {"test/refuse", kCannotLoad},  {"test/badinit", kCannotLoad}, {"test/noentry", kCannotLoad},
-      {"test/missing", kCannotLoad}, {"test/data", kNoTag},         {"test/nogetinterface", kNoTag},
-      {"test/addon", kNoInterface},  {"nothing/here", kNotFound},   {nullptr, kMissing}};
+      {"test/refuse", BRK_E_CANNOT_LOAD_MODULE},  {"test/badinit", BRK_E_CANNOT_LOAD_MODULE},
+      {"test/noentry", BRK_E_CANNOT_LOAD_MODULE}, {"test/missing", BRK_E_CANNOT_LOAD_MODULE},
+      {"test/data", BRK_E_TAG_NOT_FOUND},         {"test/nogetinterface", BRK_E_TAG_NOT_FOUND},
+      {"test/addon", BRK_E_INTERFACE_NOT_FOUND},  {"nothing/here", BRK_E_BROKER_STRING_NOT_FOUND},
+      {nullptr, BRK_E_INVALID_ARGUMENT}};
   for (const auto &[brokerString, expected] : cases) {
     void *interface = &interface;
     EXPECT_EQ(brk_InterfaceQuery(object, brokerString, 7, &instance_, &interface), expected)
@@ -124,10 +127,11 @@ TEST_F(BrokerModules, ModulesThatCannotServeLeaveNothingLoaded) {
   // module gave out changes no count.
   void *held = Query(object, "test/addon", 3);
   void *interface = nullptr;
-  EXPECT_EQ(brk_InterfaceQuery(object, "test/addon", 7, &instance_, &interface), kNoInterface);
+  EXPECT_EQ(brk_InterfaceQuery(object, "test/addon", 7, &instance_, &interface),
+            BRK_E_INTERFACE_NOT_FOUND);
   static const char never[] = "never";
-  EXPECT_EQ(brk_InterfaceRelease(object, const_cast<char *>(never)), kNoInterface);
-  EXPECT_EQ(brk_InterfaceRelease(object, nullptr), kNoInterface);
+  EXPECT_EQ(brk_InterfaceRelease(object, const_cast<char *>(never)), BRK_E_INTERFACE_NOT_FOUND);
+  EXPECT_EQ(brk_InterfaceRelease(object, nullptr), BRK_E_INTERFACE_NOT_FOUND);
   EXPECT_EQ(Count(TakeEvents(), "addon: unload"), 0);
   EXPECT_EQ(brk_InterfaceRelease(object, held), 0u);
   EXPECT_EQ(Count(TakeEvents(), "addon: unload"), 1);
@@ -142,23 +146,24 @@ TEST_F(BrokerModules, ModulesAreSharedByTheObjectsOfTheClassAndFoundByInfo) {
   // An engine's broker string reaches the engine only through objects on that engine; its
   // module path, through any.
   void *interface = nullptr;
-  EXPECT_EQ(brk_InterfaceQuery(other, "test/engine", 1, &instance_, &interface), kNotFound);
+  EXPECT_EQ(brk_InterfaceQuery(other, "test/engine", 1, &instance_, &interface),
+            BRK_E_BROKER_STRING_NOT_FOUND);
   const std::string engine = root_.Path("eng/libengine.so");
   EXPECT_EQ(InfoOf(other, "TEST/ENGINE"), engine);
   EXPECT_EQ(InfoOf(onEngine, "test/addon"), root_.Path("eng/parts/libaddon.so"));
   EXPECT_EQ(InfoOf(onEngine, "test/sibling"), engine);
   EXPECT_EQ(InfoOf(onEngine, "TEST/INLINE"), engine);
   EXPECT_EQ(InfoOf(onEngine, "voice/def"), "voice/e");  // a default form: the one selected
-  EXPECT_EQ(InfoOf(onEngine, "test/data"), Error(kNoTag));
-  EXPECT_EQ(InfoOf(other, "other/engine"), Error(kNoTag));
-  EXPECT_EQ(InfoOf(other, "test/addon"), Error(kNotFound));
-  EXPECT_EQ(InfoOf(other, nullptr), Error(kMissing));
-  EXPECT_EQ(brk_InfoRelease(other, nullptr), kMissing);
+  EXPECT_EQ(InfoOf(onEngine, "test/data"), Error(BRK_E_TAG_NOT_FOUND));
+  EXPECT_EQ(InfoOf(other, "other/engine"), Error(BRK_E_TAG_NOT_FOUND));
+  EXPECT_EQ(InfoOf(other, "test/addon"), Error(BRK_E_BROKER_STRING_NOT_FOUND));
+  EXPECT_EQ(InfoOf(other, nullptr), Error(BRK_E_INVALID_ARGUMENT));
+  EXPECT_EQ(brk_InfoRelease(other, nullptr), BRK_E_INVALID_ARGUMENT);
   // A shared add-on's module keeps the class open, not the objects.
   EXPECT_EQ(brk_ObjClose(other), 0u);
   EXPECT_EQ(brk_InterfaceRelease(onEngine, a), 0u);
   EXPECT_EQ(brk_ObjClose(onEngine), 0u);
-  EXPECT_EQ(brk_ClassClose(cls), kStillInUse);
+  EXPECT_EQ(brk_ClassClose(cls), BRK_E_STILL_IN_USE);
   BrkObject *late = cls.Open();
   EXPECT_EQ(brk_InterfaceRelease(late, a), 0u);
   const Strings events = TakeEvents();
@@ -178,17 +183,17 @@ TEST_F(BrokerModules, EveryOperationRunsOutOfMemory) {
   // class from closing, until an object on the engine closes.
   int leftovers = 0;
   ForEachFailingAllocation(
-      {kNoMemory, kUnexpected, kNoEngine},
+      {BRK_E_OUT_OF_MEMORY, BRK_E_UNEXPECTED, BRK_E_ENGINE_NOT_FOUND},
       [&] {
         BrkClass *cls = nullptr;
         VQRESULT result = brk_ClassOpenEx(&cls, root_.Path().c_str(), g_vqNullHandle, nullptr);
         if (result) return result;
         BrkObject *object = nullptr;
         result = brk_ObjOpen(&object, "test/engine", "en", cls, nullptr);
-        if (result == kNoMemory || result == kUnexpected) {
+        if (result == BRK_E_OUT_OF_MEMORY || result == BRK_E_UNEXPECTED) {
           const VQRESULT refused = brk_ClassClose(cls);
           if (refused == 0) return result;
-          EXPECT_EQ(refused, kStillInUse);
+          EXPECT_EQ(refused, BRK_E_STILL_IN_USE);
           ++leftovers;
           EXPECT_EQ(brk_ObjOpen(&object, "test/engine", "en", cls, nullptr), 0u);
         }
@@ -212,9 +217,10 @@ TEST_F(BrokerModules, EveryOperationRunsOutOfMemory) {
     VQRESULT result = brk_DataOpen(object, "test/data:idx", &data);
     const void *address = nullptr;
     if (!result) result = brk_DataMap(object, data, 1, 2, &address);
-    if (address && std::string(static_cast<const char *>(address), 2) != "BC") result = kUnexpected;
+    if (address && std::string(static_cast<const char *>(address), 2) != "BC")
+      result = BRK_E_UNEXPECTED;
     brk_DataUnmap(object, data, address);
-    if (data && brk_DataClose(object, data)) result = kUnexpected;
+    if (data && brk_DataClose(object, data)) result = BRK_E_UNEXPECTED;
     return result;
   };
   const auto giveAnswer = [&] { EXPECT_EQ(brk_InfoRelease(object, answer), 0u); };
@@ -231,8 +237,8 @@ TEST_F(BrokerModules, EveryOperationRunsOutOfMemory) {
   };
   for (size_t i = 0; i < std::size(operations); ++i) {
     SCOPED_TRACE("operation " + std::to_string(i));
-    ForEachFailingAllocation({kNoMemory, kUnexpected, 0x80220186}, operations[i].first,
-                             [&](VQRESULT result) {
+    ForEachFailingAllocation({BRK_E_OUT_OF_MEMORY, BRK_E_UNEXPECTED, HDRPARS_E_OUT_OF_MEMORY},
+                             operations[i].first, [&](VQRESULT result) {
                                if (!result) operations[i].second();
                                ExpectNothingLoaded();
                              });

@@ -53,7 +53,8 @@ TEST(BrokerScan, WhereEnginesAndAddonsAreFound) {
   EXPECT_EQ(Listed(none, "FXENGINE"), (Strings{"dup/e", "dup/e"}));
   for (const char *missing : {"e/top", "e/deep", "e/dat", "e/lower", "e/noname"}) {
     BrkObject *object = nullptr;
-    EXPECT_EQ(brk_ObjOpen(&object, missing, nullptr, cls, nullptr), kNoEngine) << missing;
+    EXPECT_EQ(brk_ObjOpen(&object, missing, nullptr, cls, nullptr), BRK_E_ENGINE_NOT_FOUND)
+        << missing;
   }
   // The shared add-ons lie below subdirectories of "shared"; ENGINE does not filter them.
   EXPECT_EQ(Listed(none, "ADDON"), (Strings{"s/deep", "dup"}));
@@ -66,8 +67,8 @@ TEST(BrokerScan, WhereEnginesAndAddonsAreFound) {
   EXPECT_EQ(TagOf(onEngine, "DUP", "NAME"), "first");  // the exact form ignores case
   EXPECT_EQ(TagOf(none, "dup", "NAME"), "shared");
   // A header in an engine directory that is no engine is no add-on either.
-  EXPECT_EQ(TagOf(onEngine, "a/direct", "NAME"), Error(kNotFound));
-  EXPECT_EQ(TagOf(none, "a/one", "NAME"), Error(kNotFound));
+  EXPECT_EQ(TagOf(onEngine, "a/direct", "NAME"), Error(BRK_E_BROKER_STRING_NOT_FOUND));
+  EXPECT_EQ(TagOf(none, "a/one", "NAME"), Error(BRK_E_BROKER_STRING_NOT_FOUND));
 
   // Engine directories reached through links are asked about with stat; directories that
   // cannot be listed contribute nothing.
@@ -123,7 +124,7 @@ TEST(BrokerResolve, DefaultFormChoosesByPriorityAndLanguage) {
   };
   for (const auto &c : cases) {
     EXPECT_EQ(InfoOf(cls.Open(c.engine, c.language), c.wanted),
-              c.selected ? c.selected : Error(kNotFound))
+              c.selected ? c.selected : Error(BRK_E_BROKER_STRING_NOT_FOUND))
         << c.wanted;
   }
   // The exact form takes no notice of languages.
@@ -169,7 +170,7 @@ TEST(BrokerCallbacks, ReplacementsRetriesAndRescans) {
   // replacement that resolves to nothing is asked about in turn.
   g_object = Offer("real/one", 2);
   g_class = Offer("still/missing", 1, 3);
-  EXPECT_EQ(TagOf(object, "alias/two", "NAME"), Error(kNotFound));
+  EXPECT_EQ(TagOf(object, "alias/two", "NAME"), Error(BRK_E_BROKER_STRING_NOT_FOUND));
   EXPECT_EQ(std::exchange(g_asked, {}), (Strings{"object alias/two", "class alias/two",
                                                  "object still/missing", "class still/missing"}));
 
@@ -189,7 +190,7 @@ TEST(BrokerCallbacks, ReplacementsRetriesAndRescans) {
   EXPECT_EQ(TagOf(object, "late/engine", "NAME"), "late");  // the engine's list is shared
   // A rescan never replaces a listed record: the open block survives it.
   root.Header("shared/s/again.hdr", Component(u"ADDON", u"held", u"", u"replacement"));
-  EXPECT_EQ(TagOf(other, "absent", "NAME"), Error(kNotFound));
+  EXPECT_EQ(TagOf(other, "absent", "NAME"), Error(BRK_E_BROKER_STRING_NOT_FOUND));
   EXPECT_EQ(std::exchange(g_asked, {}), (Strings{"class absent", "class absent"}));
   EXPECT_EQ(TagOf(other, "held", "NAME"), "n");
   EXPECT_EQ(brk_DataClose(other, held), 0u);

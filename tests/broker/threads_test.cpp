@@ -50,12 +50,12 @@ TEST_F(BrokerThreads, ObjectsInterfacesAndDataOnOneClass) {
         // Not installed: the class callback has the directories read again, under the lock,
         // while other threads walk the lists.
         t_retries = 0;
-        check(TagOf(object, "missing/one", "NAME") == Error(kNotFound));
+        check(TagOf(object, "missing/one", "NAME") == Error(BRK_E_BROKER_STRING_NOT_FOUND));
         check(Listed(object, "VOICE").size() == (t % 3 ? 18u : 17u));
         // The last object on the engine may meet another thread's module or data.
         const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
         VQRESULT closed;
-        while ((closed = brk_ObjClose(object)) == kStillInUse &&
+        while ((closed = brk_ObjClose(object)) == BRK_E_STILL_IN_USE &&
                std::chrono::steady_clock::now() < deadline)
           std::this_thread::yield();
         check(closed == 0);

@@ -16,12 +16,6 @@
 
 namespace hdrtest {
 
-inline constexpr VQRESULT kTagMissing = 0x80220105, kBlockNotFound = 0x80220106,
-                          kNoBinaryData = 0x80220109, kStillMapped = 0x8022010A,
-                          kBadState = 0x80220180, kMissingArgument = 0x80220182,
-                          kNoMemory = 0x80220186, kCannotOpen = 0x8022018B, kReadError = 0x8022018D,
-                          kWriteError = 0x8022018E;
-
 // UTF-16 little-endian bytes of the text.
 inline std::string Le(std::u16string_view text) {
   std::string bytes;

@@ -15,6 +15,15 @@ namespace {
 
 using namespace hdrtest;
 
+// A failure code as Read gives it.
+std::string Failure(VQRESULT code) {
+  char text[16];
+  std::snprintf(text, sizeof text, "0x%08X", code);
+  return text;
+}
+
+const std::string kWrongFormat = Failure(HDRPARS_E_WRONG_FORMAT);
+
 class ReaderTest : public ::testing::Test {
  protected:
   // Reads the bytes as a file: the tree as a string, or the failure code in hex.
@@ -23,9 +32,7 @@ class ReaderTest : public ::testing::Test {
     const VQRESULT result = hdrpars_ReadFileHeader(dir_.Write("h", bytes).c_str(), &structure);
     if (result) {
       EXPECT_EQ(structure, nullptr);
-      char text[16];
-      std::snprintf(text, sizeof text, "0x%08X", result);
-      return text;
+      return Failure(result);
     }
     std::string tree = Describe(structure->tags);
     hdrpars_DeleteFileStructure(structure);
@@ -69,10 +76,10 @@ TEST_F(ReaderTest, VersionAndHeaderElements) {
       {vqs + Le(u"<VERSION>VQ_1</VERSION><NOTE>x</NOTE>\r\n") + header, "A=1"},
       // Nothing readable at character 7, so the reader starts at character 8.
       {Le(u"<VQS>\r\nx<VERSION>VQ_1</VERSION>") + header, "A=1"},
-      {vqs + Le(u"<VERSION>XY_1.0</VERSION>") + header, "0x80220102"},
-      {vqs + header, "0x80220102"},  // HEADER comes first
-      {vqs + Le(u"<VERSION>VQ_1</VERSION><A>1</A>"), "0x80220102"},
-      {"", "0x80220102"},
+      {vqs + Le(u"<VERSION>XY_1.0</VERSION>") + header, kWrongFormat},
+      {vqs + header, kWrongFormat},  // HEADER comes first
+      {vqs + Le(u"<VERSION>VQ_1</VERSION><A>1</A>"), kWrongFormat},
+      {"", kWrongFormat},
       {HeaderFile(u"<A>1</A>") + "\x01", "A=1"},  // an odd byte after the header
   };
   for (size_t i = 0; i < std::size(cases); ++i)
@@ -88,7 +95,7 @@ TEST_F(ReaderTest, TruncatedFilesFailCleanlyAtEveryLength) {
   const int64_t before = sc::testing::LiveBlocks();
   for (size_t length = 0; length <= whole.size(); ++length) {
     ASSERT_EQ(Read(whole.substr(0, length)),
-              length >= headerEnd ? "T=ADDON;DATABLOCK{BROKERSTRING=d}" : "0x80220102")
+              length >= headerEnd ? "T=ADDON;DATABLOCK{BROKERSTRING=d}" : kWrongFormat)
         << length;
     ASSERT_EQ(sc::testing::LiveBlocks(), before);
   }
@@ -108,12 +115,12 @@ TEST_F(ReaderTest, FindTagSearchesOneLevel) {
   EXPECT_EQ(find(p, u"A"), p->next);
   EXPECT_EQ(find(structure->tags, u"X"), nullptr);  // children are not searched
   EXPECT_EQ(find(structure->tags, u"a"), nullptr);
-  EXPECT_EQ(hdrpars_FindTag(structure->tags, u"A", nullptr), kMissingArgument);
+  EXPECT_EQ(hdrpars_FindTag(structure->tags, u"A", nullptr), HDRPARS_E_INVALID_ARGUMENT);
   hdrpars_DeleteFileStructure(structure);
   // Failures outside the text.
-  EXPECT_EQ(hdrpars_ReadFileHeader(dir_.File("missing").c_str(), &structure), kCannotOpen);
-  EXPECT_EQ(hdrpars_ReadFileHeader(nullptr, &structure), kMissingArgument);
-  EXPECT_EQ(hdrpars_ReadFileHeader("x", nullptr), kMissingArgument);
+  EXPECT_EQ(hdrpars_ReadFileHeader(dir_.File("missing").c_str(), &structure), HDRPARS_E_FILE_OPEN);
+  EXPECT_EQ(hdrpars_ReadFileHeader(nullptr, &structure), HDRPARS_E_INVALID_ARGUMENT);
+  EXPECT_EQ(hdrpars_ReadFileHeader("x", nullptr), HDRPARS_E_INVALID_ARGUMENT);
 }
 
 TEST(DataHeaderCorpus, EveryFileKeepsItsPromises) {

@@ -67,7 +67,7 @@ TEST_F(ResourceTest, MemoryCopiesMapWithoutCountingFilesUpToTheirEnd) {
   EXPECT_EQ(end.available, 0u);
   EXPECT_EQ(MapRange(resource, 0, 0).data, nullptr);
   for (const Map &map : {tail, end}) {
-    EXPECT_EQ(hdrpars_CloseResource(resource), kStillMapped);
+    EXPECT_EQ(hdrpars_CloseResource(resource), HDRPARS_E_STILL_MAPPED);
     EXPECT_EQ(hdrpars_DataUnMap(resource, map.data), 0u);
   }
   EXPECT_EQ(hdrpars_CloseResource(resource), 0u);
@@ -88,28 +88,30 @@ TEST_F(ResourceTest, RetiredWindowsKeepMappingsValidUntilGivenBack) {
   EXPECT_EQ(hdrpars_DataUnMap(resource, b.data), 0u);
   EXPECT_EQ(hdrpars_DataUnMap(resource, c.data), 0u);
   EXPECT_EQ(sc::testing::LiveBlocks(), base + 3);
-  EXPECT_EQ(hdrpars_DataUnMap(resource, c.data), kBadState);
+  EXPECT_EQ(hdrpars_DataUnMap(resource, c.data), HDRPARS_E_UNEXPECTED);
   EXPECT_EQ(a.Bytes(), content_.substr(0, 16));
   EXPECT_EQ(d.Bytes(), content_.substr(9000, 2000));
   EXPECT_EQ(hdrpars_DataUnMap(resource, d.data), 0u);
-  EXPECT_EQ(hdrpars_CloseResource(resource), kStillMapped);  // a retired window is left
+  EXPECT_EQ(hdrpars_CloseResource(resource), HDRPARS_E_STILL_MAPPED);  // a retired window is left
   EXPECT_EQ(hdrpars_DataUnMap(resource, a.data), 0u);
   EXPECT_EQ(sc::testing::LiveBlocks(), base + 1);
-  EXPECT_EQ(hdrpars_DataUnMap(resource, &content_[0]), kBadState);
+  EXPECT_EQ(hdrpars_DataUnMap(resource, &content_[0]), HDRPARS_E_UNEXPECTED);
   EXPECT_EQ(hdrpars_CloseResource(resource), 0u);
 }
 
 TEST_F(ResourceTest, RefusalsAndFailuresMapNothing) {
   for (const auto &[path, kind, code] :
-       {std::tuple{"x", 7u, kBadState}, std::tuple{"/no/such/file", 0u, kCannotOpen},
-        std::tuple{static_cast<const char *>(nullptr), 0u, kMissingArgument}}) {
+       {std::tuple{"x", 7u, HDRPARS_E_UNEXPECTED},
+        std::tuple{"/no/such/file", 0u, HDRPARS_E_FILE_OPEN},
+        std::tuple{static_cast<const char *>(nullptr), 0u, HDRPARS_E_INVALID_ARGUMENT}}) {
     ParserResource *resource = reinterpret_cast<ParserResource *>(1);
     EXPECT_EQ(hdrpars_OpenResource(path, 0, 1, kind, 0, &resource), code);
     EXPECT_EQ(resource, nullptr);
   }
-  EXPECT_EQ(hdrpars_OpenResource("x", 0, 1, PARSER_RESOURCE_FILE, 0, nullptr), kMissingArgument);
+  EXPECT_EQ(hdrpars_OpenResource("x", 0, 1, PARSER_RESOURCE_FILE, 0, nullptr),
+            HDRPARS_E_INVALID_ARGUMENT);
   uint32_t available;
-  EXPECT_EQ(hdrpars_DataMap(nullptr, 0, 1, nullptr, &available), kMissingArgument);
+  EXPECT_EQ(hdrpars_DataMap(nullptr, 0, 1, nullptr, &available), HDRPARS_E_INVALID_ARGUMENT);
   EXPECT_EQ(MapRange(nullptr, 0, 10).Bytes(), "<null>");
   EXPECT_EQ(hdrpars_CloseResource(nullptr), 0u);
 
@@ -117,11 +119,11 @@ TEST_F(ResourceTest, RefusalsAndFailuresMapNothing) {
   {
     FaultySyscalls faults;
     faults.FailReads();
-    EXPECT_EQ(MapRange(resource, 0, 10).result, kReadError);
+    EXPECT_EQ(MapRange(resource, 0, 10).result, HDRPARS_E_FILE_READ);
     faults.Table() = sc::plat::DefaultSyscalls();
     faults.Table().seek = [](sc::plat::File *, int64_t, int) { return -1; };
-    EXPECT_EQ(MapRange(resource, 2000, 10).result, kReadError);
-    EXPECT_EQ(MapRange(resource, 0, -1).result, kReadError);  // the length is unknown
+    EXPECT_EQ(MapRange(resource, 2000, 10).result, HDRPARS_E_FILE_READ);
+    EXPECT_EQ(MapRange(resource, 0, -1).result, HDRPARS_E_FILE_READ);  // the length is unknown
   }
   EXPECT_EQ(MapOnce(resource, 19990, 10), content_.substr(19990));  // working again
   EXPECT_EQ(hdrpars_CloseResource(resource), 0u);                   // the failures counted nothing
@@ -146,7 +148,7 @@ TEST_F(ResourceTest, OutOfMemoryLeavesNothingBehind) {
         EXPECT_EQ(hdrpars_CloseResource(copy), 0u);
         return result;
       },
-      kNoMemory);
+      HDRPARS_E_OUT_OF_MEMORY);
 }
 
 std::u16string Block(std::u16string_view name, std::u16string_view offset,
@@ -194,9 +196,9 @@ TEST_F(DataTest, BlocksCountFromTheFirstByteAfterBinaryData) {
   const void *held = nullptr;
   uint32_t available = 0;
   ASSERT_EQ(hdrpars_DataMap(two->source, 0, 5, &held, &available), 0u);
-  EXPECT_EQ(hdrpars_CloseData(two, structure), kStillMapped);
+  EXPECT_EQ(hdrpars_CloseData(two, structure), HDRPARS_E_STILL_MAPPED);
   EXPECT_EQ(hdrpars_CloseData(one, structure), 0u);
-  EXPECT_EQ(hdrpars_CloseData(one, structure), kBlockNotFound);
+  EXPECT_EQ(hdrpars_CloseData(one, structure), HDRPARS_E_DATABLOCK_NOT_FOUND);
   EXPECT_EQ(structure->dataBlocks, two);
   ParserResource *source = two->source;
   EXPECT_EQ(hdrpars_DeleteFileStructure(structure), 0u);
@@ -208,21 +210,21 @@ TEST_F(DataTest, BlocksCountFromTheFirstByteAfterBinaryData) {
 TEST_F(DataTest, DescriptionFaultsAndWhereBinaryDataStarts) {
   FileStructure *structure = dir_.Read(kFile);
   DataBlock *block = reinterpret_cast<DataBlock *>(1);
-  EXPECT_EQ(hdrpars_OpenData(u"nooffset", structure, &block), kTagMissing);
+  EXPECT_EQ(hdrpars_OpenData(u"nooffset", structure, &block), HDRPARS_E_TAG_MISSING);
   EXPECT_EQ(block, nullptr);
   // The DATABLOCK without BROKERSTRING stands before "late" and any name not found sooner.
-  EXPECT_EQ(hdrpars_OpenData(u"late", structure, &block), kTagMissing);
-  EXPECT_EQ(hdrpars_OpenData(u"ONE", structure, &block), kTagMissing);
+  EXPECT_EQ(hdrpars_OpenData(u"late", structure, &block), HDRPARS_E_TAG_MISSING);
+  EXPECT_EQ(hdrpars_OpenData(u"ONE", structure, &block), HDRPARS_E_TAG_MISSING);
   FileStructure empty{nullptr, nullptr, nullptr};
-  EXPECT_EQ(hdrpars_OpenData(u"one", &empty, &block), kMissingArgument);
+  EXPECT_EQ(hdrpars_OpenData(u"one", &empty, &block), HDRPARS_E_INVALID_ARGUMENT);
   DataBlock stranger{};
-  EXPECT_EQ(hdrpars_CloseData(&stranger, structure), kBlockNotFound);
+  EXPECT_EQ(hdrpars_CloseData(&stranger, structure), HDRPARS_E_DATABLOCK_NOT_FOUND);
   hdrpars_DeleteFileStructure(structure);
 
   // Only a "<BINARYDATA>" at an even offset counts, even one inside the header text.
   structure = dir_.Read(HeaderFile(Block(u"d", u"0", u"1"), "x" + Le(u"<BINARYDATA>")));
-  EXPECT_EQ(hdrpars_OpenData(u"D", structure, &block), kBlockNotFound);
-  EXPECT_EQ(hdrpars_OpenData(u"d", structure, &block), kNoBinaryData);
+  EXPECT_EQ(hdrpars_OpenData(u"D", structure, &block), HDRPARS_E_DATABLOCK_NOT_FOUND);
+  EXPECT_EQ(hdrpars_OpenData(u"d", structure, &block), HDRPARS_E_NO_BINARY_DATA);
   hdrpars_DeleteFileStructure(structure);
   structure = dir_.Read(HeaderFile(u"<N><BINARYDATA>xyz</N>" + Block(u"d", u"0", u"3"),
                                    "x" + Le(u"<BINARYDATA>") + "abc"));
@@ -238,14 +240,15 @@ TEST_F(DataTest, PathsSystemFailuresAndOutOfMemory) {
   {
     FaultySyscalls faults;
     faults.Table().open = [](const char *, const char *) -> sc::plat::File * { return nullptr; };
-    EXPECT_EQ(hdrpars_OpenData(u"one", structure, &block), kCannotOpen);
+    EXPECT_EQ(hdrpars_OpenData(u"one", structure, &block), HDRPARS_E_FILE_OPEN);
   }
   sctest::ForEachAllocationFailure([&] { return hdrpars_OpenData(u"two", structure, &block); },
-                                   kNoMemory, [&] { EXPECT_EQ(structure->dataBlocks, nullptr); });
+                                   HDRPARS_E_OUT_OF_MEMORY,
+                                   [&] { EXPECT_EQ(structure->dataBlocks, nullptr); });
   EXPECT_EQ(MapOnce(block->source, 0, 3), kData.substr(10, 3));
   sc::RawFree(structure->path);
   structure->path = sc::hdr::CopyText(u"h\xD800.hdr");  // no byte string converts to it
-  EXPECT_EQ(hdrpars_OpenData(u"one", structure, &block), kBadState);
+  EXPECT_EQ(hdrpars_OpenData(u"one", structure, &block), HDRPARS_E_UNEXPECTED);
   hdrpars_DeleteFileStructure(structure);
 }
 

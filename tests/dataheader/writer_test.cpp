@@ -78,32 +78,32 @@ TEST_F(WriterTest, RefusalsBeforeAndWhileWriting) {
   // Header and blocks must agree before anything is created.
   FileStructure *structure =
       Structure(u"<DATABLOCK><BROKERSTRING>d</BROKERSTRING></DATABLOCK><DATABLOCK>x</DATABLOCK>");
-  EXPECT_EQ(hdrpars_WriteFile(structure), kBlockNotFound);
+  EXPECT_EQ(hdrpars_WriteFile(structure), HDRPARS_E_DATABLOCK_NOT_FOUND);
   AddBlock(structure, u"d", "short", 20);  // the source holds fewer bytes than the size
-  EXPECT_EQ(hdrpars_WriteFile(structure), kTagMissing);  // the second has no BROKERSTRING
+  EXPECT_EQ(hdrpars_WriteFile(structure), HDRPARS_E_TAG_MISSING);  // the second has no BROKERSTRING
   EXPECT_FALSE(std::filesystem::exists(path_));
   sc::hdr::FreeTags(structure->tags->next);
   structure->tags->next = nullptr;
-  EXPECT_EQ(hdrpars_WriteFile(structure), kReadError);
+  EXPECT_EQ(hdrpars_WriteFile(structure), HDRPARS_E_FILE_READ);
   sc::RawFree(structure->path);
   structure->path = sc::hdr::CopyText(u"\xDBFF");  // no byte string converts to it
-  EXPECT_EQ(hdrpars_WriteFile(structure), kBadState);
+  EXPECT_EQ(hdrpars_WriteFile(structure), HDRPARS_E_UNEXPECTED);
   hdrpars_DeleteFileStructure(structure);
-  EXPECT_EQ(hdrpars_PrintFileStructure(nullptr), kMissingArgument);
+  EXPECT_EQ(hdrpars_PrintFileStructure(nullptr), HDRPARS_E_INVALID_ARGUMENT);
 
   structure = TwoBlocks();
   FaultySyscalls faults;
   faults.Table().open = [](const char *, const char *) -> sc::plat::File * { return nullptr; };
-  EXPECT_EQ(hdrpars_WriteFile(structure), kCannotOpen);
+  EXPECT_EQ(hdrpars_WriteFile(structure), HDRPARS_E_FILE_OPEN);
   faults.Table() = sc::plat::DefaultSyscalls();
   faults.Table().write = [](const void *, size_t size, sc::plat::File *) { return size / 2; };
-  EXPECT_EQ(hdrpars_WriteFile(structure), kWriteError);
+  EXPECT_EQ(hdrpars_WriteFile(structure), HDRPARS_E_FILE_WRITE);
   faults.Table() = sc::plat::DefaultSyscalls();
   faults.Table().close = [](sc::plat::File *file) {  // the final flush fails
     sc::plat::DefaultSyscalls().close(file);
     return -1;
   };
-  EXPECT_EQ(hdrpars_WriteFile(structure), kWriteError);
+  EXPECT_EQ(hdrpars_WriteFile(structure), HDRPARS_E_FILE_WRITE);
   hdrpars_DeleteFileStructure(structure);
 }
 
@@ -119,7 +119,7 @@ TEST_F(WriterTest, OutOfMemoryWhileReadingAndPlacingBlocks) {
         hdrpars_DeleteFileStructure(structure);
         return result;
       },
-      kNoMemory);
+      HDRPARS_E_OUT_OF_MEMORY);
   const int64_t before = sc::testing::LiveBlocks();
   for (uint64_t nth = 1;; ++nth) {
     FileStructure *structure = TwoBlocks();
@@ -129,7 +129,7 @@ TEST_F(WriterTest, OutOfMemoryWhileReadingAndPlacingBlocks) {
     sc::testing::FailNthAllocation(0);
     hdrpars_DeleteFileStructure(structure);
     ASSERT_EQ(sc::testing::LiveBlocks(), before) << nth;
-    ASSERT_EQ(result, failed ? kNoMemory : 0u) << nth;
+    ASSERT_EQ(result, failed ? HDRPARS_E_OUT_OF_MEMORY : 0u) << nth;
     if (!failed) break;
   }
   EXPECT_EQ(ReadBytes(path_), kTwoBlocksFile);

@@ -37,7 +37,7 @@ TEST(Archive, WritesTheWorkedExampleEitherWayAndTheEmptyImage) {
   // One byte short: the call fails part-way and leaves the size alone.
   Bytes buffer(125);
   uint32_t size = 125;
-  EXPECT_EQ(edct_DctArchive(dictionary, buffer.data(), &size, 0), kBufferTooSmall);
+  EXPECT_EQ(edct_DctArchive(dictionary, buffer.data(), &size, 0), SRVSPI_E_ARRAY_BUFFER_TOO_SMALL);
   EXPECT_EQ(size, 125u);
 
   // For the other byte order every multi-byte field is reversed ({first, end, width}: header,
@@ -52,8 +52,8 @@ TEST(Archive, WritesTheWorkedExampleEitherWayAndTheEmptyImage) {
   const Image image = Archive(dictionary, 1);
   EXPECT_EQ(image.Bytes(), swapped);
   SafeHandle out;
-  EXPECT_EQ(Open(image.data(), EDCT_OPEN_WRITABLE, &out), kCorrupt);
-  EXPECT_EQ(Open(image.data(), EDCT_OPEN_READONLY, &out), kCorrupt);
+  EXPECT_EQ(Open(image.data(), EDCT_OPEN_WRITABLE, &out), EDCT_E_CORRUPT);
+  EXPECT_EQ(Open(image.data(), EDCT_OPEN_READONLY, &out), EDCT_E_CORRUPT);
   // The empty image loads as a writable dictionary.
   Opened loaded(kEmptyImage, EDCT_OPEN_WRITABLE);
   EXPECT_EQ(Add(loaded, u"k", "v"), 0u);
@@ -159,7 +159,7 @@ TEST(Archive, RoundTripsKeepEveryEntry) {
   Opened twice(again.data(), EDCT_OPEN_WRITABLE);
   EXPECT_EQ(Archive(twice).Bytes(), image.Bytes());
   uint32_t size = 0;
-  EXPECT_EQ(edct_DctArchive(view, nullptr, &size, 0), kReadOnly);
+  EXPECT_EQ(edct_DctArchive(view, nullptr, &size, 0), EDCT_E_READ_ONLY);
 }
 
 TEST(Archive, ItemsInAListMustFitSixteenBits) {
@@ -171,7 +171,7 @@ TEST(Archive, ItemsInAListMustFitSixteenBits) {
   EXPECT_EQ(Archive(dictionary).size, 32u + 48 + 8 + 2 + 2 + 8 + 1 + 1 + 2 + 1 + 1 + 2 + 65535 + 1);
   ASSERT_EQ(Add(dictionary, u"k", std::string(65536, 'c')), 0u);
   uint32_t size = 0;
-  EXPECT_EQ(edct_DctArchive(dictionary, nullptr, &size, 0), 0x801E0084u);
+  EXPECT_EQ(edct_DctArchive(dictionary, nullptr, &size, 0), EDCT_E_OUT_OF_RANGE);
 }
 
 TEST(Archive, LoaderRefusesCorruptImages) {
@@ -186,7 +186,8 @@ TEST(Archive, LoaderRefusesCorruptImages) {
   for (uint32_t size = 0; size < image.size; size += 1 + size / 7) {
     Image cut = image;
     cut.words[1] = size;
-    EXPECT_EQ(Open(cut.data(), EDCT_OPEN_WRITABLE, &out), kBufferTooSmall) << "size " << size;
+    EXPECT_EQ(Open(cut.data(), EDCT_OPEN_WRITABLE, &out), SRVSPI_E_ARRAY_BUFFER_TOO_SMALL)
+        << "size " << size;
     EXPECT_EQ(out.pointer, nullptr);
     EXPECT_EQ(sc::testing::LiveBlocks(), live);
   }
@@ -196,8 +197,8 @@ TEST(Archive, LoaderRefusesCorruptImages) {
        {std::tuple(&image, 0, 2), std::tuple(&image, 2, 1), std::tuple(&one, 9, 2)}) {
     Image bad = *source;
     bad.words[word] = value;
-    EXPECT_EQ(Open(bad.data(), EDCT_OPEN_WRITABLE, &out), kCorrupt) << word;
-    EXPECT_EQ(Open(bad.data(), EDCT_OPEN_READONLY, &out), kCorrupt) << word;
+    EXPECT_EQ(Open(bad.data(), EDCT_OPEN_WRITABLE, &out), EDCT_E_CORRUPT) << word;
+    EXPECT_EQ(Open(bad.data(), EDCT_OPEN_READONLY, &out), EDCT_E_CORRUPT) << word;
   }
   EXPECT_EQ(sc::testing::LiveBlocks(), live);
 }

@@ -17,8 +17,6 @@ namespace {
 using namespace edct_test;
 using Call = std::tuple<uint32_t, std::u16string, bool>;  // action, key, entry given
 
-constexpr uint32_t kCallbackFailed = 0x801E000Cu;
-
 struct Recorder {
   std::vector<Call> calls;
   uint32_t answer = 0;
@@ -106,13 +104,13 @@ TEST(Dictionary, EntriesGroupBySixAttributesFilterAndNotify) {
   // A removal takes the key from every SubDictionary, which stay; only it is notified.
   recorder.calls.clear();
   EXPECT_EQ(edct_DctRemoveEntry(dictionary, u"key"), 0u);
-  EXPECT_EQ(edct_DctRemoveEntry(dictionary, u"key"), kNotFound);
+  EXPECT_EQ(edct_DctRemoveEntry(dictionary, u"key"), EDCT_E_NOT_FOUND);
   EXPECT_EQ(recorder.calls, std::vector<Call>{Call(EDCT_NOTIFY_REMOVED, u"key", false)});
   EXPECT_EQ(Describe(dictionary), "-|-|1|2|8");
   // A failing callback stops the additions after the entry it was told of, and its value is
   // kept; after a removal the removal stays done.
   recorder.answer = 5;
-  EXPECT_EQ(Add(dictionary, u"key", {Entry{.data = "new"}, Entry{}}), kCallbackFailed);
+  EXPECT_EQ(Add(dictionary, u"key", {Entry{.data = "new"}, Entry{}}), EDCT_E_NOTIFY_FAILED);
   EXPECT_EQ(Lookup(dictionary, u"key"), Data{"new"});
   uint32_t error = 0;
   const auto callbackError = [&] {
@@ -120,7 +118,7 @@ TEST(Dictionary, EntriesGroupBySixAttributesFilterAndNotify) {
     return error;
   };
   EXPECT_EQ(callbackError(), 5u);
-  EXPECT_EQ(edct_DctRemoveEntry(dictionary, u"other"), kCallbackFailed);
+  EXPECT_EQ(edct_DctRemoveEntry(dictionary, u"other"), EDCT_E_NOTIFY_FAILED);
   EXPECT_EQ(Describe(dictionary), "-|-|1|1|8");
   recorder.answer = 0;
   EXPECT_EQ(Add(dictionary, u"k", "ok"), 0u);
@@ -185,7 +183,7 @@ TEST(Dictionary, BadArgumentsAndHandles) {
       edct_DctMgrGetRegisteredDcts(manager, nullptr, nullptr),
       edct_DctMgrGetEntryData(manager, u"k", nullptr, &entries, &count, nullptr)};
   for (size_t i = 0; i < std::size(nulls); ++i)
-    EXPECT_EQ(nulls[i], kNullPointer) << i;
+    EXPECT_EQ(nulls[i], EDCT_E_NULL_POINTER) << i;
   EXPECT_EQ(edct_DctItClose(iterator), 0u);
   EXPECT_EQ(edct_DctMgrClose(manager), 0u);
   EXPECT_EQ(edct_DctAddEntry(dictionary, u"n", &entry, 0), 0u);  // count 0 adds nothing
@@ -197,14 +195,15 @@ TEST(Dictionary, BadArgumentsAndHandles) {
   alignas(16) static unsigned char fake[512] = {};
   out = SafeHandle{fake, 1};
   const std::pair<uint32_t, uint32_t> refused[] = {
-      {edct_DctRemoveEntry(wrong, u"k"), kWrongHandle},
-      {edct_DctMgrRegisterDct(dictionary, dictionary, 0), kWrongHandle},
-      {edct_DctClose(g_vqNullHandle), kWrongHandle},
-      {edct_DctClose(SafeHandle{fake, EDCT_DCT_TAG}), kStaleHandle},
-      {edct_DctItClose(iterator), kStaleHandle},
-      {edct_DctMgrClose(manager), kStaleHandle},
-      {edct_DctOpen(SafeHandle{fake, 7777}, nullptr, 0, nullptr, nullptr, &out), 0x80160101u},
-      {Open(nullptr, EDCT_OPEN_READONLY, &out), kReadOnly}};
+      {edct_DctRemoveEntry(wrong, u"k"), SAFEH_E_INVALID_HANDLE},
+      {edct_DctMgrRegisterDct(dictionary, dictionary, 0), SAFEH_E_INVALID_HANDLE},
+      {edct_DctClose(g_vqNullHandle), SAFEH_E_INVALID_HANDLE},
+      {edct_DctClose(SafeHandle{fake, EDCT_DCT_TAG}), SRVSPI_E_SEC_INVALID_HANDLE},
+      {edct_DctItClose(iterator), SRVSPI_E_SEC_INVALID_HANDLE},
+      {edct_DctMgrClose(manager), SRVSPI_E_SEC_INVALID_HANDLE},
+      {edct_DctOpen(SafeHandle{fake, 7777}, nullptr, 0, nullptr, nullptr, &out),
+       RSRC_E_INVALID_RESOURCE},
+      {Open(nullptr, EDCT_OPEN_READONLY, &out), EDCT_E_READ_ONLY}};
   for (size_t i = 0; i < std::size(refused); ++i)
     EXPECT_EQ(refused[i].first, refused[i].second) << i;
   EXPECT_EQ(std::tuple(out.pointer, out.check), std::tuple(nullptr, 0u));
@@ -214,10 +213,10 @@ TEST(Dictionary, BadArgumentsAndHandles) {
   ASSERT_EQ(Open(nullptr, 5, &out), 0u);
   ASSERT_EQ(Add(out, u"k", "v"), 0u);
   ASSERT_EQ(edct_DctClose(out), 0u);
-  EXPECT_EQ(Add(out, u"k", "v"), kStaleHandle);
+  EXPECT_EQ(Add(out, u"k", "v"), SRVSPI_E_SEC_INVALID_HANDLE);
   entries = reinterpret_cast<EDCT_ENTRY *>(&out);
   count = 9;
-  EXPECT_EQ(edct_DctGetEntryData(dictionary, u"a", nullptr, &entries, &count), kNotFound);
+  EXPECT_EQ(edct_DctGetEntryData(dictionary, u"a", nullptr, &entries, &count), EDCT_E_NOT_FOUND);
   EXPECT_EQ(std::tuple(entries, count), std::tuple(nullptr, 0u));
 }
 
@@ -228,8 +227,8 @@ TEST(Dictionary, DeadResourceIsRefused) {
   ASSERT_EQ(edct_DctOpen(resource, nullptr, EDCT_OPEN_WRITABLE, nullptr, nullptr, &handle), 0u);
   ASSERT_EQ(Add(handle, u"k", "v"), 0u);
   ASSERT_EQ(rsrc_Close(resource), 0u);
-  EXPECT_EQ(Add(handle, u"k", "v"), 0x801E000Bu);
-  EXPECT_EQ(edct_DctClose(handle), 0x801E000Bu);
+  EXPECT_EQ(Add(handle, u"k", "v"), EDCT_E_INVALID_RESOURCE);
+  EXPECT_EQ(edct_DctClose(handle), EDCT_E_INVALID_RESOURCE);
   // The client broke the order; hand the objects the default resource to release them.
   auto *dictionary = static_cast<sc::edct::Dictionary *>(handle.pointer);
   dictionary->resource = dictionary->guard.resource = sc::DefaultResource();

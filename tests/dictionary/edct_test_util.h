@@ -13,15 +13,6 @@
 
 namespace edct_test {
 
-inline constexpr uint32_t kNotFound = 0x801E0000u;
-inline constexpr uint32_t kReadOnly = 0x801E0004u;
-inline constexpr uint32_t kCorrupt = 0x801E0009u;
-inline constexpr uint32_t kNullPointer = 0x801E0083u;
-inline constexpr uint32_t kNoMemory = 0x801E0086u;
-inline constexpr uint32_t kStaleHandle = 0x80010189u;  // not an open object of its kind
-inline constexpr uint32_t kWrongHandle = 0x80170189u;  // wrong check value or null
-inline constexpr uint32_t kBufferTooSmall = 0x80010207u;
-
 // The worked example, written out by hand (little-endian host): Name "D", no Description;
 // one orthographic SZ section without attributes; key a with the item "x\0", key b with the
 // items "p\0" and "qq\0"; UTF-8 keys, since they take 4 bytes against 8.
@@ -87,7 +78,7 @@ inline std::vector<std::string> Lookup(SafeHandle dictionary, const std::u16stri
   std::vector<std::string> out;
   const uint32_t result = edct_DctGetEntryData(dictionary, key.c_str(), filter, &entries, &count);
   if (result != 0) {
-    EXPECT_EQ(result, kNotFound);
+    EXPECT_EQ(result, EDCT_E_NOT_FOUND);
     EXPECT_EQ(entries, nullptr);
     EXPECT_EQ(count, 0u);
     return out;
@@ -139,7 +130,8 @@ struct Writable : Opened {
 // Whether a code is a general out-of-memory failure of any family: an open also passes on
 // those of the guarded object and lock it makes.
 inline bool IsOutOfMemory(uint32_t code) {
-  return (code & 0x800000FFu) == 0x80000086u;
+  return VQ_FAILED(code) && VQ_IS_GENERAL(code) &&
+         VQ_REASON(code) == VQ_REASON(EDCT_E_OUT_OF_MEMORY);
 }
 inline constexpr bool kAnyOutOfMemory = true;
 
@@ -150,9 +142,9 @@ template <class Operation, class Check>
 void FailEachAllocation(Operation operation, Check unchanged, bool anyFamily = false) {
   const auto run = [&]() -> uint32_t {
     const uint32_t result = operation();
-    return anyFamily && IsOutOfMemory(result) ? kNoMemory : result;
+    return anyFamily && IsOutOfMemory(result) ? EDCT_E_OUT_OF_MEMORY : result;
   };
-  sctest::ForEachAllocationFailure(run, kNoMemory, unchanged);
+  sctest::ForEachAllocationFailure(run, EDCT_E_OUT_OF_MEMORY, unchanged);
 }
 
 // An archive image in 4-aligned storage.

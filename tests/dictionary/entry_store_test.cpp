@@ -6,9 +6,9 @@
 #include <string>
 #include <vector>
 
-#include "dictionary/codes.h"
 #include "dictionary/entry_store.h"
 #include "foundation/resource.h"
+#include "sc_edct.h"
 #include "test_util.h"
 
 namespace sc::edct {
@@ -133,7 +133,7 @@ TEST(EntryStore, GrowthFailuresLeaveTheStoreAsItWas) {
           const uint32_t added = store.Add(key, std::string(i, 'x'));
           return added == (before.empty() ? kStoreNewKey : kStoreChained) ? 0 : added;
         },
-        code::kNoMemory,
+        EDCT_E_OUT_OF_MEMORY,
         [&] {
           EXPECT_EQ(store.arena.count, bytes);
           EXPECT_EQ(store.Get(key), before);

@@ -38,15 +38,15 @@ TEST(ImageView, WorkedExampleReadsInPlace) {
   for (const char16_t *absent : {u"", u"A", u"ab", u"c", u"`", u"\u00e1"})
     EXPECT_EQ(Lookup(view, absent), Data{}) << std::string(absent, absent + 1);
 
-  EXPECT_EQ(Add(view, u"c", "z"), kReadOnly);
-  EXPECT_EQ(edct_DctRemoveEntry(view, u"a"), kReadOnly);
+  EXPECT_EQ(Add(view, u"c", "z"), EDCT_E_READ_ONLY);
+  EXPECT_EQ(edct_DctRemoveEntry(view, u"a"), EDCT_E_READ_ONLY);
   const EDCT_INFO named{u"n", nullptr, 0, 0};
-  EXPECT_EQ(edct_DctSetInfo(view, &named), kReadOnly);
+  EXPECT_EQ(edct_DctSetInfo(view, &named), EDCT_E_READ_ONLY);
 }
 
 TEST(ImageView, RefusesWhatIsNotAnImage) {
   SafeHandle view{reinterpret_cast<void *>(8), 1};
-  EXPECT_EQ(Open(kEmptyImage, EDCT_OPEN_READONLY, &view), kCorrupt);  // no section
+  EXPECT_EQ(Open(kEmptyImage, EDCT_OPEN_READONLY, &view), EDCT_E_CORRUPT);  // no section
   EXPECT_EQ(view.pointer, nullptr);
   alignas(4) unsigned char copy[sizeof kWorkedExample];
   // A Notify callback has no place in a read-only dictionary.
@@ -55,7 +55,7 @@ TEST(ImageView, RefusesWhatIsNotAnImage) {
   };
   EXPECT_EQ(
       edct_DctOpen(g_vqNullHandle, kWorkedExample, EDCT_OPEN_READONLY, notify, nullptr, &view),
-      kReadOnly);
+      EDCT_E_READ_ONLY);
   EXPECT_EQ(view.pointer, nullptr);
   // Format and reserved word; then the section offset, key count, key and data block sizes
   // pointing past the recorded image size, which itself may be larger than needed.
@@ -66,7 +66,7 @@ TEST(ImageView, RefusesWhatIsNotAnImage) {
     std::memcpy(copy, kWorkedExample, sizeof copy);
     std::memcpy(copy + at, &value, 4);
     const uint32_t result = Open(copy, EDCT_OPEN_READONLY, &view);
-    EXPECT_EQ(result, at == 4 ? 0u : kCorrupt) << "at " << at;
+    EXPECT_EQ(result, at == 4 ? 0u : EDCT_E_CORRUPT) << "at " << at;
     if (result == 0) edct_DctClose(view);
   }
   // Key and data tables that point outside their blocks find nothing rather than read out.

@@ -12,9 +12,6 @@ namespace {
 
 using namespace edct_test;
 
-constexpr uint32_t kEnded = 0x801E000Du;
-constexpr uint32_t kIteratorOpen = 0x801E000Eu;
-
 using Position = std::tuple<std::u16string, Data, uint32_t>;  // key, entries, new section
 
 // Walks the whole dictionary with a fresh iterator.
@@ -34,7 +31,7 @@ std::vector<Position> Walk(SafeHandle dictionary) {
     EXPECT_EQ(edct_DctItIncrement(iterator), 0u);
     if (walk.size() > 10000) break;
   }
-  EXPECT_EQ(edct_DctItIncrement(iterator), kEnded);
+  EXPECT_EQ(edct_DctItIncrement(iterator), EDCT_E_ITERATOR_ENDED);
   EXPECT_EQ(edct_DctItClose(iterator), 0u);
   return walk;
 }
@@ -90,15 +87,15 @@ TEST(Iterator, PositionsAreBuiltOnce) {
   EXPECT_EQ(std::u16string(key), u"l");
   ASSERT_EQ(edct_DctItIncrement(iterator), 0u);
   count = 9;
-  EXPECT_EQ(edct_DctItCurrent(iterator, &key, nullptr, &count, nullptr), kEnded);
+  EXPECT_EQ(edct_DctItCurrent(iterator, &key, nullptr, &count, nullptr), EDCT_E_ITERATOR_ENDED);
   EXPECT_EQ(std::tuple(key, count), std::tuple(nullptr, 0u));
-  EXPECT_EQ(edct_DctItIncrement(iterator), kEnded);
+  EXPECT_EQ(edct_DctItIncrement(iterator), EDCT_E_ITERATOR_ENDED);
   ASSERT_EQ(edct_DctItReset(iterator), 0u);
   ASSERT_EQ(edct_DctItCurrent(iterator, &key, nullptr, nullptr, &newSection), 0u);
   EXPECT_EQ(std::u16string(key), u"k");
   EXPECT_EQ(newSection, 1u);
   EXPECT_EQ(edct_DctItClose(iterator), 0u);
-  EXPECT_EQ(edct_DctItClose(iterator), kStaleHandle);
+  EXPECT_EQ(edct_DctItClose(iterator), SRVSPI_E_SEC_INVALID_HANDLE);
 }
 
 TEST(Iterator, OpenIteratorsFreezeTheDictionary) {
@@ -107,16 +104,16 @@ TEST(Iterator, OpenIteratorsFreezeTheDictionary) {
   SafeHandle first, second;
   ASSERT_EQ(edct_DctItOpen(g_vqNullHandle, dictionary, &first), 0u);
   ASSERT_EQ(edct_DctItOpen(g_vqNullHandle, dictionary, &second), 0u);
-  EXPECT_EQ(Add(dictionary, u"l", "w"), kIteratorOpen);
-  EXPECT_EQ(edct_DctRemoveEntry(dictionary, u"k"), kIteratorOpen);
-  EXPECT_EQ(edct_DctClose(dictionary), kIteratorOpen);
+  EXPECT_EQ(Add(dictionary, u"l", "w"), EDCT_E_ITERATOR_OPEN);
+  EXPECT_EQ(edct_DctRemoveEntry(dictionary, u"k"), EDCT_E_ITERATOR_OPEN);
+  EXPECT_EQ(edct_DctClose(dictionary), EDCT_E_ITERATOR_OPEN);
   // Reading, info and archiving go on.
   EXPECT_EQ(Lookup(dictionary, u"k"), Data{"v"});
   const EDCT_INFO info{u"n", nullptr, 0, 0};
   EXPECT_EQ(edct_DctSetInfo(dictionary, &info), 0u);
   Archive(dictionary);
   EXPECT_EQ(edct_DctItClose(first), 0u);
-  EXPECT_EQ(Add(dictionary, u"l", "w"), kIteratorOpen);
+  EXPECT_EQ(Add(dictionary, u"l", "w"), EDCT_E_ITERATOR_OPEN);
   EXPECT_EQ(edct_DctItClose(second), 0u);
   EXPECT_EQ(Add(dictionary, u"l", "w"), 0u);
   // A read-only dictionary cannot be closed under its iterators either. Its whole UTF-16
@@ -129,7 +126,7 @@ TEST(Iterator, OpenIteratorsFreezeTheDictionary) {
   const char16_t *key = nullptr;
   ASSERT_EQ(Open(image.data(), EDCT_OPEN_READONLY, &view), 0u);
   ASSERT_EQ(edct_DctItOpen(g_vqNullHandle, view, &iterator), 0u);
-  EXPECT_EQ(edct_DctClose(view), kIteratorOpen);
+  EXPECT_EQ(edct_DctClose(view), EDCT_E_ITERATOR_OPEN);
   ASSERT_EQ(edct_DctItCurrent(iterator, &key, nullptr, nullptr, nullptr), 0u);
   EXPECT_EQ(reinterpret_cast<const unsigned char *>(key), image.data() + 32 + 48 + 8);
   EXPECT_EQ(edct_DctItClose(iterator), 0u);

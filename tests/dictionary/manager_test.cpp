@@ -14,11 +14,6 @@ namespace {
 
 using namespace edct_test;
 
-constexpr uint32_t kStillRegistered = 0x801E0006u;
-constexpr uint32_t kAlreadyRegistered = 0x801E0007u;
-constexpr uint32_t kNotRegistered = 0x801E0008u;
-constexpr uint32_t kBadRegisterCount = 0x801E000Au;
-
 struct Manager {
   SafeHandle handle{};
   Manager() { EXPECT_EQ(edct_DctMgrOpen(g_vqNullHandle, &handle), 0u); }
@@ -37,7 +32,7 @@ Answer Ask(SafeHandle manager, const std::u16string &key, const EDCT_FILTER *fil
   const uint32_t result =
       edct_DctMgrGetEntryData(manager, key.c_str(), filter, &entries, &count, &from);
   EXPECT_EQ(std::tuple(result, from.check),
-            from.pointer ? std::tuple(0u, EDCT_DCT_TAG) : std::tuple(kNotFound, 0u));
+            from.pointer ? std::tuple(0u, EDCT_DCT_TAG) : std::tuple(EDCT_E_NOT_FOUND, 0u));
   Data data;
   for (uint32_t i = 0; i < count; ++i)
     data.emplace_back(static_cast<const char *>(entries[i].Data), entries[i].DataSize);
@@ -85,21 +80,21 @@ TEST(Manager, PriorityOrderPromotionAndFilters) {
   EXPECT_EQ(Registered(manager), (std::vector<void *>{pc, pb, pa}));
   SafeHandle handles[3] = {};
   uint32_t count = 2;  // too small an array is left alone
-  EXPECT_EQ(edct_DctMgrGetRegisteredDcts(manager, handles, &count), 0x801E0085u);
+  EXPECT_EQ(edct_DctMgrGetRegisteredDcts(manager, handles, &count), EDCT_E_BUFFER_TOO_SMALL);
   EXPECT_EQ(std::tuple(count, handles[0].pointer), std::tuple(2u, nullptr));
-  EXPECT_EQ(edct_DctMgrRegisterDct(manager, a, 1), kAlreadyRegistered);
+  EXPECT_EQ(edct_DctMgrRegisterDct(manager, a, 1), EDCT_E_ALREADY_REGISTERED);
   ASSERT_EQ(edct_DctMgrUnregisterDct(manager, b), 0u);
   EXPECT_EQ(Registered(manager), (std::vector<void *>{pc, pa}));
-  EXPECT_EQ(edct_DctMgrUnregisterDct(manager, b), kNotRegistered);
-  EXPECT_EQ(edct_DctMgrPromoteDct(manager, b), kNotRegistered);
+  EXPECT_EQ(edct_DctMgrUnregisterDct(manager, b), EDCT_E_NOT_REGISTERED);
+  EXPECT_EQ(edct_DctMgrPromoteDct(manager, b), EDCT_E_NOT_REGISTERED);
   EXPECT_EQ(Ask(manager, u"both"), Answer(pa, {"from a"}));
-  EXPECT_EQ(edct_DctClose(a), kStillRegistered);
+  EXPECT_EQ(edct_DctClose(a), EDCT_E_STILL_REGISTERED);
   EXPECT_EQ(Add(a, u"still", "usable"), 0u);
   // Each manager counts; closing one unregisters what it held.
   Manager second;
   ASSERT_EQ(edct_DctMgrRegisterDct(second, a, 0), 0u);
   manager.Close();
-  EXPECT_EQ(edct_DctClose(a), kStillRegistered);
+  EXPECT_EQ(edct_DctClose(a), EDCT_E_STILL_REGISTERED);
   second.Close();
 }
 
@@ -110,11 +105,11 @@ TEST(Manager, BrokenRegisterCountsAreReported) {
     Manager manager;
     ASSERT_EQ(edct_DctMgrRegisterDct(manager, a, 0), 0u);
     dictionary->registerCount = 0;  // broken behind the manager's back
-    EXPECT_EQ(edct_DctMgrClose(manager), kBadRegisterCount);
+    EXPECT_EQ(edct_DctMgrClose(manager), EDCT_E_BAD_REGISTER_COUNT);
     EXPECT_EQ(Registered(manager).size(), 1u);  // the manager still works
-    EXPECT_EQ(edct_DctMgrUnregisterDct(manager, a), kBadRegisterCount);
+    EXPECT_EQ(edct_DctMgrUnregisterDct(manager, a), EDCT_E_BAD_REGISTER_COUNT);
     dictionary->registerCount = -1;
-    EXPECT_EQ(edct_DctClose(a), kBadRegisterCount);
+    EXPECT_EQ(edct_DctClose(a), EDCT_E_BAD_REGISTER_COUNT);
     dictionary->registerCount = 1;
   }
   EXPECT_EQ(dictionary->registerCount, 0);
@@ -146,7 +141,7 @@ TEST(ManagerThreads, LookupsWhileAnotherThreadRegistersAndPromotes) {
   for (int round = 0; round < 90; ++round) {
     const SafeHandle dictionary = dictionaries[1 + round % 3];
     EXPECT_EQ(edct_DctMgrRegisterDct(manager, dictionary, round % 2), 0u);
-    EXPECT_EQ(edct_DctClose(dictionary), kStillRegistered);  // refused, leaving it unlocked
+    EXPECT_EQ(edct_DctClose(dictionary), EDCT_E_STILL_REGISTERED);  // refused, leaving it unlocked
     EXPECT_EQ(edct_DctMgrPromoteDct(manager, dictionary), 0u);
     while (answered != dictionary.pointer)  // a reader has looked into it
       std::this_thread::yield();

@@ -38,8 +38,8 @@ TEST_F(ArrayTest, GrowthAndResize) {
   EXPECT_EQ(array_.data, storage);
   EXPECT_EQ(srvspi_ArrayAdd(&array_, nullptr), 0u);  // reserves the slot without writing it
   EXPECT_EQ(array_.count, 8u);
-  EXPECT_EQ(srvspi_ArrayResize(&array_, 7), 0x80010206u);
-  EXPECT_EQ(srvspi_ArrayResize(&array_, -2), 0x80010204u);
+  EXPECT_EQ(srvspi_ArrayResize(&array_, 7), SRVSPI_E_ARRAY_OUT_OF_RANGE);
+  EXPECT_EQ(srvspi_ArrayResize(&array_, -2), SRVSPI_E_ARRAY_INVALID_ARGUMENT);
   EXPECT_EQ(array_.capacity, 10u);
   EXPECT_EQ(srvspi_ArrayPop(&array_, nullptr), 0u);
   EXPECT_EQ(srvspi_ArrayResize(&array_, -1), 0u);  // exactly the count
@@ -53,22 +53,22 @@ TEST_F(ArrayTest, GrowthAndResize) {
   EXPECT_EQ(srvspi_ArrayDeinit(&done), 0u);
   EXPECT_EQ(done.count + done.capacity + done.elementSize, 0u);
   SrvArray never{};
-  EXPECT_EQ(srvspi_ArrayDeinit(&never), 0x80010204u);  // no Resource recorded
+  EXPECT_EQ(srvspi_ArrayDeinit(&never), SRVSPI_E_ARRAY_INVALID_ARGUMENT);  // no Resource recorded
 }
 
 TEST_F(ArrayTest, RemoveAtPopTopAndCursors) {
   void *element = kUnwritten;
-  EXPECT_EQ(srvspi_ArrayBegin(&array_, &element), 0x80010201u);
-  EXPECT_EQ(srvspi_ArrayPop(&array_, &element), 6u);
-  EXPECT_EQ(srvspi_ArrayTop(&array_, &element), 6u);
+  EXPECT_EQ(srvspi_ArrayBegin(&array_, &element), SRVSPI_E_ARRAY_NOT_FOUND);
+  EXPECT_EQ(srvspi_ArrayPop(&array_, &element), SRVSPI_S_ARRAY_NO_ELEMENT);
+  EXPECT_EQ(srvspi_ArrayTop(&array_, &element), SRVSPI_S_ARRAY_NO_ELEMENT);
   EXPECT_EQ(element, kUnwritten);
   Add({10, 20, 30, 40});
-  EXPECT_EQ(srvspi_ArrayRemove(&array_, 4), 0x80010206u);
+  EXPECT_EQ(srvspi_ArrayRemove(&array_, 4), SRVSPI_E_ARRAY_OUT_OF_RANGE);
   EXPECT_EQ(srvspi_ArrayRemove(&array_, 0), 0u);
   EXPECT_EQ(srvspi_ArrayRemove(&array_, 2), 0u);  // the last: nothing to move
   EXPECT_EQ(Contents(), (std::vector<int>{20, 30}));
   EXPECT_EQ(array_.capacity, 4u);
-  EXPECT_EQ(srvspi_ArrayAt(&array_, 2, &element), 6u);  // a success, not 0x80010206
+  EXPECT_EQ(srvspi_ArrayAt(&array_, 2, &element), SRVSPI_S_ARRAY_NO_ELEMENT);
   EXPECT_EQ(element, kUnwritten);
   EXPECT_EQ(srvspi_ArrayAt(&array_, 1, &element), 0u);
   EXPECT_EQ(At(element), 30);
@@ -78,10 +78,11 @@ TEST_F(ArrayTest, RemoveAtPopTopAndCursors) {
   VQRESULT rc;
   while ((rc = srvspi_ArrayNext(&array_, &element)) == 0)
     seen.push_back(At(element));
-  EXPECT_EQ(rc, 0x00010201u);
+  EXPECT_EQ(rc, SRVSPI_S_ARRAY_NOT_FOUND);
   EXPECT_EQ(element, nullptr);
   EXPECT_EQ(seen, (std::vector<int>{20, 30}));
-  EXPECT_EQ(srvspi_ArrayNext(&array_, &element), 0x00010201u);  // an ended cursor stays ended
+  EXPECT_EQ(srvspi_ArrayNext(&array_, &element),
+            SRVSPI_S_ARRAY_NOT_FOUND);  // an ended cursor stays ended
 
   EXPECT_EQ(srvspi_ArrayTop(&array_, &element), 0u);
   EXPECT_EQ(At(element), 30);
@@ -104,7 +105,7 @@ TEST_F(ArrayTest, ForEachAndFind) {
   std::vector<int> seen;
   uint32_t index = 77;
   EXPECT_EQ(srvspi_ArrayForEach(&array_, Collect, &seen), 0u);  // empty: 0 at once
-  EXPECT_EQ(srvspi_ArrayFind(&array_, 1, MatchKey, nullptr, &index), 0x00010201u);
+  EXPECT_EQ(srvspi_ArrayFind(&array_, 1, MatchKey, nullptr, &index), SRVSPI_S_ARRAY_NOT_FOUND);
   EXPECT_EQ(index, 0u);
   Add({1, 2, 3});
   EXPECT_EQ(srvspi_ArrayForEach(&array_, Collect, &seen), 5u);  // the last call's success
@@ -139,9 +140,9 @@ TEST_F(ArrayTest, CloneTakesTheCountAsCapacity) {
 TEST_F(ArrayTest, ArgumentErrorsAndOutOfMemory) {
   sctest::AllocationFailureGuard guard;
   uint32_t count = 0;
-  EXPECT_EQ(srvspi_ArrayInit(g_vqNullHandle, 0, &array_), 0x80010204u);
-  EXPECT_EQ(srvspi_ArrayInit(g_vqNullHandle, 4, nullptr), 0x80010204u);
-  EXPECT_EQ(srvspi_ArrayInit({nullptr, RESOURCE_MAGIC}, 4, &array_), 0x80160101u);
+  EXPECT_EQ(srvspi_ArrayInit(g_vqNullHandle, 0, &array_), SRVSPI_E_ARRAY_INVALID_ARGUMENT);
+  EXPECT_EQ(srvspi_ArrayInit(g_vqNullHandle, 4, nullptr), SRVSPI_E_ARRAY_INVALID_ARGUMENT);
+  EXPECT_EQ(srvspi_ArrayInit({nullptr, RESOURCE_MAGIC}, 4, &array_), RSRC_E_INVALID_RESOURCE);
   for (VQRESULT rc :
        {srvspi_ArrayCount(nullptr, &count), srvspi_ArrayCount(&array_, nullptr),
         srvspi_ArrayClone(nullptr, &array_), srvspi_ArrayClone(&array_, nullptr),
@@ -151,16 +152,16 @@ TEST_F(ArrayTest, ArgumentErrorsAndOutOfMemory) {
         srvspi_ArrayNext(&array_, nullptr), srvspi_ArrayPop(nullptr, nullptr),
         srvspi_ArrayTop(nullptr, nullptr), srvspi_ArrayForEach(&array_, nullptr, nullptr),
         srvspi_ArrayFind(nullptr, 0, MatchKey, nullptr, nullptr)})
-    EXPECT_EQ(rc, 0x80010204u);
+    EXPECT_EQ(rc, SRVSPI_E_ARRAY_INVALID_ARGUMENT);
 
   Add({1, 2});
   void *storage = array_.data;
   int value = 3;
   SrvArray clone{};
   sc::testing::FailNthAllocation(1, true);
-  EXPECT_EQ(srvspi_ArrayAdd(&array_, &value), 0x80010205u);
-  EXPECT_EQ(srvspi_ArrayResize(&array_, 50), 0x80010205u);
-  EXPECT_EQ(srvspi_ArrayClone(&array_, &clone), 0x80010205u);
+  EXPECT_EQ(srvspi_ArrayAdd(&array_, &value), SRVSPI_E_ARRAY_OUT_OF_MEMORY);
+  EXPECT_EQ(srvspi_ArrayResize(&array_, 50), SRVSPI_E_ARRAY_OUT_OF_MEMORY);
+  EXPECT_EQ(srvspi_ArrayClone(&array_, &clone), SRVSPI_E_ARRAY_OUT_OF_MEMORY);
   EXPECT_EQ(clone.data, nullptr);
   EXPECT_EQ(array_.capacity, 2u);
   EXPECT_EQ(array_.data, storage);
@@ -195,12 +196,12 @@ TEST(Memblock, MeasuringThenFilling) {
   EXPECT_EQ(srvspi_MemblockGetBegin(&fill, &base), 0u);
   EXPECT_EQ(base, image.data());
   ASSERT_EQ(srvspi_MemblockInit(&fill, needed - 1, image.data()), 0u);
-  EXPECT_EQ(WriteImage(&fill), 0x80010207u);
+  EXPECT_EQ(WriteImage(&fill), SRVSPI_E_ARRAY_BUFFER_TOO_SMALL);
   // A measuring block accepts any sequence and only adds up, short of wrapping around.
   EXPECT_EQ(srvspi_MemblockAlloc(&measure, 1000000, nullptr), 0u);
   EXPECT_EQ(srvspi_MemblockAlign(&measure, 64), 0u);
   EXPECT_EQ(measure.used, 1000064u);
-  EXPECT_EQ(srvspi_MemblockAlloc(&measure, UINT32_MAX, nullptr), 0x80010207u);
+  EXPECT_EQ(srvspi_MemblockAlloc(&measure, UINT32_MAX, nullptr), SRVSPI_E_ARRAY_BUFFER_TOO_SMALL);
 }
 
 TEST(Memblock, FullBlockAndArguments) {
@@ -213,10 +214,10 @@ TEST(Memblock, FullBlockAndArguments) {
   ASSERT_EQ(srvspi_MemblockAlign(&block, 4), 0u);  // already aligned
   EXPECT_EQ(block.used, 8u);
   block.used = 6;
-  EXPECT_EQ(srvspi_MemblockAlign(&block, 16), 0x80010207u);
+  EXPECT_EQ(srvspi_MemblockAlign(&block, 16), SRVSPI_E_ARRAY_BUFFER_TOO_SMALL);
   EXPECT_EQ(block.used, 6u);
   void *pointer = nullptr;
-  EXPECT_EQ(srvspi_MemblockAlloc(&block, 4, &pointer), 0x80010207u);
+  EXPECT_EQ(srvspi_MemblockAlloc(&block, 4, &pointer), SRVSPI_E_ARRAY_BUFFER_TOO_SMALL);
   EXPECT_EQ(block.used, 10u);  // advanced all the same
   EXPECT_EQ(pointer, buffer + 6);
   uint32_t used = 0;
@@ -224,7 +225,7 @@ TEST(Memblock, FullBlockAndArguments) {
        {srvspi_MemblockAlign(&block, 0), srvspi_MemblockInit(nullptr, 0, nullptr),
         srvspi_MemblockAlloc(nullptr, 1, nullptr), srvspi_MemblockRead(nullptr, 1, nullptr),
         srvspi_MemblockGetUsed(nullptr, &used), srvspi_MemblockGetBegin(&block, nullptr)})
-    EXPECT_EQ(rc, 0x80010204u);
+    EXPECT_EQ(rc, SRVSPI_E_ARRAY_INVALID_ARGUMENT);
 }
 
 }  // namespace

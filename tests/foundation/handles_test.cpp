@@ -17,12 +17,13 @@ TEST(SafeHandle, CheckAndEquality) {
   const struct {
     SafeHandle handle;
     VQRESULT expected;
-  } cases[] = {{{object, 42}, 0u},
-               {{object, 41}, 0x80170189u},
-               {{nullptr, 42}, 0x80170189u},
-               {{readOnly, 42}, 0x80060105u},
-               {{none, 42}, 0x80060104u},
-               {{reinterpret_cast<void *>(0x10), 42}, 0x80060104u}};  // garbage: no fault
+  } cases[] = {
+      {{object, 42}, 0u},
+      {{object, 41}, SAFEH_E_INVALID_HANDLE},
+      {{nullptr, 42}, SAFEH_E_INVALID_HANDLE},
+      {{readOnly, 42}, OSSPI_E_INVALID_WRITE_POINTER},
+      {{none, 42}, OSSPI_E_INVALID_READ_POINTER},
+      {{reinterpret_cast<void *>(0x10), 42}, OSSPI_E_INVALID_READ_POINTER}};  // garbage: no fault
   for (const auto &c : cases)
     EXPECT_EQ(safeh_HandleCheck(c.handle, 42, sizeof object), c.expected);
   munmap(readOnly, page);
@@ -42,7 +43,7 @@ TEST(Resource, NullHandleGivesTheStaticDefault) {
   EXPECT_EQ(rsrc_Close(g_vqNullHandle), 0u);  // leaves the default intact
   EXPECT_EQ(InitRsrcFunction(g_vqNullHandle, &resource), 0u);
   EXPECT_EQ(resource->mark, RESOURCE_MAGIC);
-  EXPECT_EQ(InitRsrcFunction(g_vqNullHandle, nullptr), 0x80160183u);
+  EXPECT_EQ(InitRsrcFunction(g_vqNullHandle, nullptr), RSRC_E_NULL_POINTER);
 }
 
 TEST(Resource, OpenResolveCloseAndStaleHandles) {
@@ -62,31 +63,32 @@ TEST(Resource, OpenResolveCloseAndStaleHandles) {
   for (ResourceHandle bad :
        {ResourceHandle{nullptr, RESOURCE_MAGIC}, ResourceHandle{handle.pointer, 7776},
         ResourceHandle{handle.pointer, 0}, ResourceHandle{&fake, RESOURCE_MAGIC}})
-    EXPECT_EQ(InitRsrcFunction(bad, &untouched), 0x80160101u);
+    EXPECT_EQ(InitRsrcFunction(bad, &untouched), RSRC_E_INVALID_RESOURCE);
   // Memory the probes refuse passes their code through unchanged.
   EXPECT_EQ(InitRsrcFunction({reinterpret_cast<void *>(0x10), RESOURCE_MAGIC}, &untouched),
-            0x80060104u);
+            OSSPI_E_INVALID_READ_POINTER);
   EXPECT_EQ(untouched, nullptr);
   EXPECT_EQ(rsrc_Close(handle), 0u);
   EXPECT_EQ(sc::testing::LiveBlocks(), before);
   EXPECT_FALSE(sc::ResourceAlive(resource));
   // A closed resource is refused, and never freed twice.
-  EXPECT_EQ(InitRsrcFunction(handle, &untouched), 0x80160101u);
-  EXPECT_EQ(rsrc_Close(handle), 0x80160101u);
+  EXPECT_EQ(InitRsrcFunction(handle, &untouched), RSRC_E_INVALID_RESOURCE);
+  EXPECT_EQ(rsrc_Close(handle), RSRC_E_INVALID_RESOURCE);
   EXPECT_EQ(sc::testing::LiveBlocks(), before);
 }
 
 TEST(Resource, OpenRefusalsAndOutOfMemory) {
   sctest::AllocationFailureGuard guard;
   const int64_t before = sc::testing::LiveBlocks();
-  EXPECT_EQ(rsrc_Open(0, 0, 0, 0, nullptr), 0x80060183u);
+  EXPECT_EQ(rsrc_Open(0, 0, 0, 0, nullptr), OSSPI_E_NULL_POINTER);
   const long page = sysconf(_SC_PAGESIZE);
   void *readOnly = mmap(nullptr, page, PROT_READ, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
-  EXPECT_EQ(rsrc_Open(0, 0, 0, 0, static_cast<ResourceHandle *>(readOnly)), 0x80060105u);
+  EXPECT_EQ(rsrc_Open(0, 0, 0, 0, static_cast<ResourceHandle *>(readOnly)),
+            OSSPI_E_INVALID_WRITE_POINTER);
   munmap(readOnly, page);
   ResourceHandle handle{reinterpret_cast<void *>(0x99), 5};
   sc::testing::FailNthAllocation(1);
-  EXPECT_EQ(rsrc_Open(0, 0, 0, 0, &handle), 0x80160186u);
+  EXPECT_EQ(rsrc_Open(0, 0, 0, 0, &handle), RSRC_E_OUT_OF_MEMORY);
   EXPECT_EQ(handle.pointer, reinterpret_cast<void *>(0x99));  // left unwritten
   EXPECT_EQ(sc::testing::LiveBlocks(), before);
 }

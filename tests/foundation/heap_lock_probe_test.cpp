@@ -51,9 +51,9 @@ TEST(Critsec, OpenRefusalsAndOutOfMemory) {
   sctest::AllocationFailureGuard guard;
   const int64_t before = sc::testing::LiveBlocks();
   LockValue lock = 12345;
-  EXPECT_EQ(critsec_ObjOpen(0, 0, 0, nullptr), 0x80140183u);
+  EXPECT_EQ(critsec_ObjOpen(0, 0, 0, nullptr), CRITSEC_E_NULL_POINTER);
   sc::testing::FailNthAllocation(1);
-  EXPECT_EQ(critsec_ObjOpen(0, 0, 1, &lock), 0x80140186u);
+  EXPECT_EQ(critsec_ObjOpen(0, 0, 1, &lock), CRITSEC_E_OUT_OF_MEMORY);
   EXPECT_EQ(lock, 12345u);  // untouched on failure
   EXPECT_EQ(sc::testing::LiveBlocks(), before);
   ASSERT_EQ(critsec_ObjOpen(0, 0, 1, &lock), 0u);
@@ -113,37 +113,38 @@ struct Pages {
 
 TEST(Osspi, ProbesRefuseNullUnmappedReadOnlyAndNoAccess) {
   int local = 0;
-  EXPECT_EQ(osspi_IsGoodReadPtr(nullptr, 0), 0x80060183u);
-  EXPECT_EQ(osspi_IsGoodWritePtr(nullptr, 4), 0x80060183u);
-  EXPECT_EQ(osspi_IsGoodStringPtr(nullptr, 4), 0x80060183u);
+  EXPECT_EQ(osspi_IsGoodReadPtr(nullptr, 0), OSSPI_E_NULL_POINTER);
+  EXPECT_EQ(osspi_IsGoodWritePtr(nullptr, 4), OSSPI_E_NULL_POINTER);
+  EXPECT_EQ(osspi_IsGoodStringPtr(nullptr, 4), OSSPI_E_NULL_POINTER);
   EXPECT_EQ(osspi_IsGoodReadPtr(&local, 0), 0u);
   EXPECT_EQ(osspi_IsGoodWritePtr(&local, sizeof local), 0u);
   Pages readOnly(PROT_READ);
   EXPECT_EQ(osspi_IsGoodReadPtr(readOnly.base, readOnly.size), 0u);
-  EXPECT_EQ(osspi_IsGoodWritePtr(readOnly.base, 1), 0x80060105u);
+  EXPECT_EQ(osspi_IsGoodWritePtr(readOnly.base, 1), OSSPI_E_INVALID_WRITE_POINTER);
   static const char kConstant[] = "constant";
-  EXPECT_EQ(osspi_IsGoodWritePtr(const_cast<char *>(kConstant), 1), 0x80060105u);
+  EXPECT_EQ(osspi_IsGoodWritePtr(const_cast<char *>(kConstant), 1), OSSPI_E_INVALID_WRITE_POINTER);
   Pages none(PROT_NONE);
-  EXPECT_EQ(osspi_IsGoodReadPtr(none.base, 1), 0x80060104u);
-  EXPECT_EQ(osspi_IsGoodWritePtr(none.base, 1), 0x80060105u);
-  EXPECT_EQ(osspi_IsGoodStringPtr(none.base, 1), 0x80060106u);
+  EXPECT_EQ(osspi_IsGoodReadPtr(none.base, 1), OSSPI_E_INVALID_READ_POINTER);
+  EXPECT_EQ(osspi_IsGoodWritePtr(none.base, 1), OSSPI_E_INVALID_WRITE_POINTER);
+  EXPECT_EQ(osspi_IsGoodStringPtr(none.base, 1), OSSPI_E_INVALID_STRING_POINTER);
   // A range from good into bad memory is refused as a whole; a change of rights is seen.
   Pages mixed(PROT_READ | PROT_WRITE);
   const size_t page = mixed.size / 2;
   mprotect(mixed.base + page, page, PROT_NONE);
   EXPECT_EQ(osspi_IsGoodReadPtr(mixed.base, page), 0u);
-  EXPECT_EQ(osspi_IsGoodReadPtr(mixed.base + page - 4, 8), 0x80060104u);
+  EXPECT_EQ(osspi_IsGoodReadPtr(mixed.base + page - 4, 8), OSSPI_E_INVALID_READ_POINTER);
   mprotect(mixed.base + page, page, PROT_READ);
   EXPECT_EQ(osspi_IsGoodReadPtr(mixed.base + page - 4, 8), 0u);
-  EXPECT_EQ(osspi_IsGoodWritePtr(mixed.base + page - 4, 8), 0x80060105u);
+  EXPECT_EQ(osspi_IsGoodWritePtr(mixed.base + page - 4, 8), OSSPI_E_INVALID_WRITE_POINTER);
   // Memory unmapped before it was ever probed is refused. (A range probed as good and then
   // unmapped is reported good until the next refusal re-reads the map.)
   char *gone = static_cast<char *>(
       mmap(nullptr, page, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0));
   munmap(gone, page);
-  EXPECT_EQ(osspi_IsGoodReadPtr(gone, 1), 0x80060104u);
-  EXPECT_EQ(osspi_IsGoodReadPtr(reinterpret_cast<void *>(16), 1), 0x80060104u);
-  EXPECT_EQ(osspi_IsGoodReadPtr(reinterpret_cast<void *>(UINTPTR_MAX - 8), 64), 0x80060104u);
+  EXPECT_EQ(osspi_IsGoodReadPtr(gone, 1), OSSPI_E_INVALID_READ_POINTER);
+  EXPECT_EQ(osspi_IsGoodReadPtr(reinterpret_cast<void *>(16), 1), OSSPI_E_INVALID_READ_POINTER);
+  EXPECT_EQ(osspi_IsGoodReadPtr(reinterpret_cast<void *>(UINTPTR_MAX - 8), 64),
+            OSSPI_E_INVALID_READ_POINTER);
 }
 
 TEST(Osspi, StringProbeStopsAtTheNulOrTheLimit) {
@@ -155,7 +156,7 @@ TEST(Osspi, StringProbeStopsAtTheNulOrTheLimit) {
   EXPECT_EQ(osspi_IsGoodStringPtr(tail, 100), 0u);  // the NUL comes first
   tail[2] = 'x';
   EXPECT_EQ(osspi_IsGoodStringPtr(tail, 3), 0u);  // the limit comes first
-  EXPECT_EQ(osspi_IsGoodStringPtr(tail, 4), 0x80060106u);
+  EXPECT_EQ(osspi_IsGoodStringPtr(tail, 4), OSSPI_E_INVALID_STRING_POINTER);
   EXPECT_EQ(osspi_IsGoodStringPtr("text", 0), 0u);
 }
 
@@ -165,7 +166,7 @@ TEST(OsspiThreads, StaleAnswersExpireAndThreadsAgree) {
   EXPECT_EQ(osspi_IsGoodWritePtr(pages.base, 1), 0u);
   mprotect(pages.base, pages.size, PROT_READ);
   std::this_thread::sleep_for(50ms);
-  EXPECT_EQ(osspi_IsGoodWritePtr(pages.base, 1), 0x80060105u);
+  EXPECT_EQ(osspi_IsGoodWritePtr(pages.base, 1), OSSPI_E_INVALID_WRITE_POINTER);
   // One thread probes stable memory while another keeps the map changing and re-read.
   std::atomic<bool> stop{false};
   std::atomic<int> wrong{0};
@@ -176,7 +177,7 @@ TEST(OsspiThreads, StaleAnswersExpireAndThreadsAgree) {
   });
   for (int i = 0; i < 100; ++i) {
     Pages churn(PROT_READ, 1);
-    EXPECT_EQ(osspi_IsGoodReadPtr(reinterpret_cast<void *>(4096), 1), 0x80060104u);
+    EXPECT_EQ(osspi_IsGoodReadPtr(reinterpret_cast<void *>(4096), 1), OSSPI_E_INVALID_READ_POINTER);
   }
   stop = true;
   prober.join();

@@ -1,8 +1,13 @@
-// The result-code layout and every row of the text tables, through the getters that read them.
+// The result-code layout, every public code name and every row of the text tables, through the
+// getters that read them.
 #include <gtest/gtest.h>
 
+#include <iterator>
 #include <set>
+#include <span>
 #include <string>
+#include <type_traits>
+#include <vector>
 
 #include "speechcommon.h"
 
@@ -38,7 +43,7 @@ TEST(ResultCodes, LayoutMacros) {
   EXPECT_EQ(VQ_REASON(0x80220186u), 6u);
 }
 
-TEST(ResultCodes, OwnAndGeneralTables) {
+TEST(ResultCodes, GeneralTable) {
   ExpectReasons(vq_ErrorGetString, 0x80010180u,
                 {" unexpected event inside algorithm.", " functionality not yet implemented.",
                  " an invalid argument has been passed to this function.",
@@ -53,49 +58,206 @@ TEST(ResultCodes, OwnAndGeneralTables) {
   ExpectReasons(vq_ErrorGetString, 0x00220180u,
                 {"Unknown general succes ", " false succes", " object already present",
                  "Unknown general succes "});
-  ExpectReasons(osspi_ErrorGetString, 0x80060100u,
-                {nullptr, "Unknown Error", nullptr, nullptr, "Invalid read pointer",
-                 "Invalid write pointer", "Invalid string pointer", "Unknown Error"});
-  ExpectReasons(rsrc_ErrorGetString, 0x80160100u, {"Unknown Error", "Invalid resource handle"});
-  ExpectReasons(srvspi_ErrorGetString, 0x80010200u,
-                {"Unknown error", "something was not found", " internal program problem",
-                 " feature not yet implementedd ", " argument is wrong ", " no more memory ",
-                 " parameter is out of range ", " too small a buffer was passed as an argument ",
-                 " simultaneous multiple thread access not allowed ", " wrong state",
-                 " error opening a critical section", "Unknown error"});
-  ExpectReasons(hdrpars_ErrorGetString, 0x80220100u,
-                {nullptr, "Unknown Error", "WRONG FILE FORMAT", "END OF FILE", "Unknown Error",
-                 "TAG MISSING IN DATABLOCK", "DATABLOCK NOT FOUND", nullptr, nullptr,
-                 "FILE CONTAINS NO BINARY DATA", "SOME DATA HAS NOT BEEN RELEASED YET"});
-  ExpectReasons(
-      brk_ErrorGetString, 0x80150100u,
-      {"DIRECTORY NOT FOUND", "INVALID COMPONENT", "FILE HAS NO BROKERSTRING",
-       "NO ENGINE FOUND WITH SPECIFIED BROKER STRING",
-       "BROKER STRING IS INVALID OR CANNOT BE FOUND", "COULD NOT READ REQUESTED DATA",
-       "COULD NOT LOAD THE REQUESTED MODULE",
-       "SOME MODULES (DATA OR INTERFACES) WERE NOT RELEASED YET", "INTERFACE COULD NOT BE FOUND",
-       "TAG COULD NOT BE FOUND", "SPECIFIED MODULE COULD NOT BE FOUND", nullptr, "Unknown module"});
-  ExpectReasons(
-      edct_ErrorGetString, 0x801E0000u,
-      {"Entry is not found in the dictionary or in the list of dictionaries.",
-       "The WriteStream callback function returned an error.",
-       "The ReadStream callback function returned an error.",
-       "Unknown format specified in the edct_DctWriteStream or edct_DctReadStream functions.",
-       "Dictionary is opened read-only.", "The entry data contains data that is invalid.",
-       "The dictionary is still registered on some dictionary manager.",
-       "An attempt is made to register a dictionary while this dictionary was already "
-       "registered.",
-       "A dictionary that was assumed to be registered isn't.", "The provided buffer is corrupt.",
-       "The registercount-value is wrong.", "The resource-handle is invalid.", "Unknown Error",
-       "The iterator has ended already", "Iterator on dictionary is open. No changes allowed.",
-       "Unknown Error"});
 }
+
+// Every public name of a family, its number and what the family's getter gives for it; a null
+// text stands for the general text of the code's reason. Each list must name every row of the
+// family's code table, so a code added there is pinned here too.
+struct Pin {
+  VQRESULT name;
+  VQRESULT value;
+  const char *text;
+};
+
+// The names each code table gives, as the build generated them.
+#define SC_CODE(code, name, text) name,
+#define SC_CODE_GENERAL(code, name) name,
+#define SC_CODE_UNLISTED(code, name, doc) name,
+constexpr VQRESULT kCritsecTable[] = {
+#include "foundation/critsec_codes.def"
+};
+constexpr VQRESULT kHeapTable[] = {
+#include "foundation/heap_codes.def"
+};
+constexpr VQRESULT kOsspiTable[] = {
+#include "foundation/osspi_codes.def"
+};
+constexpr VQRESULT kRsrcTable[] = {
+#include "foundation/rsrc_codes.def"
+};
+constexpr VQRESULT kSafehTable[] = {
+#include "foundation/safeh_codes.def"
+};
+constexpr VQRESULT kSrvspiTable[] = {
+#include "foundation/srvspi_codes.def"
+};
+constexpr VQRESULT kHdrparsTable[] = {
+#include "dataheader/hdrpars_codes.def"
+};
+constexpr VQRESULT kBrkTable[] = {
+#include "broker/brk_codes.def"
+};
+constexpr VQRESULT kEdctTable[] = {
+#include "dictionary/edct_codes.def"
+};
+#undef SC_CODE
+#undef SC_CODE_GENERAL
+#undef SC_CODE_UNLISTED
+
+const struct {
+  const char *family;
+  Getter get;
+  std::span<const VQRESULT> table;
+  std::vector<Pin> pins;
+} kNames[] = {
+    {"critsec",
+     critsec_ErrorGetString,
+     kCritsecTable,
+     {{CRITSEC_E_UNEXPECTED, 0x80140180u, nullptr},
+      {CRITSEC_E_NULL_POINTER, 0x80140183u, nullptr},
+      {CRITSEC_E_OUT_OF_MEMORY, 0x80140186u, nullptr}}},
+    {"heap", heap_ErrorGetString, kHeapTable, {{HEAP_E_NULL_POINTER, 0x800B0183u, nullptr}}},
+    {"osspi",
+     osspi_ErrorGetString,
+     kOsspiTable,
+     {{OSSPI_E_INVALID_READ_POINTER, 0x80060104u, "Invalid read pointer"},
+      {OSSPI_E_INVALID_WRITE_POINTER, 0x80060105u, "Invalid write pointer"},
+      {OSSPI_E_INVALID_STRING_POINTER, 0x80060106u, "Invalid string pointer"},
+      {OSSPI_E_NULL_POINTER, 0x80060183u, nullptr}}},
+    {"rsrc",
+     rsrc_ErrorGetString,
+     kRsrcTable,
+     {{RSRC_E_INVALID_RESOURCE, 0x80160101u, "Invalid resource handle"},
+      {RSRC_E_NULL_POINTER, 0x80160183u, nullptr},
+      {RSRC_E_OUT_OF_MEMORY, 0x80160186u, nullptr}}},
+    {"safeh", safeh_ErrorGetString, kSafehTable, {{SAFEH_E_INVALID_HANDLE, 0x80170189u, nullptr}}},
+    {"srvspi",
+     srvspi_ErrorGetString,
+     kSrvspiTable,
+     {{SRVSPI_E_ARRAY_NOT_FOUND, 0x80010201u, "something was not found"},
+      {SRVSPI_E_ARRAY_INTERNAL_ERROR, 0x80010202u, " internal program problem"},
+      {SRVSPI_E_ARRAY_NOT_IMPLEMENTED, 0x80010203u, " feature not yet implementedd "},
+      {SRVSPI_E_ARRAY_INVALID_ARGUMENT, 0x80010204u, " argument is wrong "},
+      {SRVSPI_E_ARRAY_OUT_OF_MEMORY, 0x80010205u, " no more memory "},
+      {SRVSPI_E_ARRAY_OUT_OF_RANGE, 0x80010206u, " parameter is out of range "},
+      {SRVSPI_E_ARRAY_BUFFER_TOO_SMALL, 0x80010207u,
+       " too small a buffer was passed as an argument "},
+      {SRVSPI_E_SEC_CONCURRENT_ACCESS, 0x80010108u,
+       " simultaneous multiple thread access not allowed "},
+      {SRVSPI_E_SEC_WRONG_STATE, 0x80010109u, " wrong state"},
+      {SRVSPI_E_SEC_LOCK_OPEN_FAILED, 0x8001010Au, " error opening a critical section"},
+      {SRVSPI_E_SEC_INVALID_ARGUMENT, 0x80010182u, nullptr},
+      {SRVSPI_E_SEC_NULL_POINTER, 0x80010183u, nullptr},
+      {SRVSPI_E_SEC_OUT_OF_MEMORY, 0x80010186u, nullptr},
+      {SRVSPI_E_SEC_INVALID_HANDLE, 0x80010189u, nullptr},
+      {SRVSPI_E_SEC_READ_ONLY, 0x8001018Au, nullptr},
+      {SRVSPI_S_ARRAY_NOT_FOUND, 0x00010201u, "Unknown error"},
+      {SRVSPI_S_ARRAY_NO_ELEMENT, 0x00000006u, "Unknown error"}}},
+    {"hdrpars",
+     hdrpars_ErrorGetString,
+     kHdrparsTable,
+     {{HDRPARS_E_WRONG_FORMAT, 0x80220102u, "WRONG FILE FORMAT"},
+      {HDRPARS_E_END_OF_FILE, 0x80220103u, "END OF FILE"},
+      {HDRPARS_E_TAG_MISSING, 0x80220105u, "TAG MISSING IN DATABLOCK"},
+      {HDRPARS_E_DATABLOCK_NOT_FOUND, 0x80220106u, "DATABLOCK NOT FOUND"},
+      {HDRPARS_E_NO_BINARY_DATA, 0x80220109u, "FILE CONTAINS NO BINARY DATA"},
+      {HDRPARS_E_STILL_MAPPED, 0x8022010Au, "SOME DATA HAS NOT BEEN RELEASED YET"},
+      {HDRPARS_E_UNEXPECTED, 0x80220180u, nullptr},
+      {HDRPARS_E_INVALID_ARGUMENT, 0x80220182u, nullptr},
+      {HDRPARS_E_OUT_OF_MEMORY, 0x80220186u, nullptr},
+      {HDRPARS_E_FILE_OPEN, 0x8022018Bu, nullptr},
+      {HDRPARS_E_FILE_READ, 0x8022018Du, nullptr},
+      {HDRPARS_E_FILE_WRITE, 0x8022018Eu, nullptr},
+      {HDRPARS_S_NO_ELEMENT, 0x00220104u, "Success"}}},
+    {"brk",
+     brk_ErrorGetString,
+     kBrkTable,
+     {{BRK_E_DIRECTORY_NOT_FOUND, 0x80150100u, "DIRECTORY NOT FOUND"},
+      {BRK_E_INVALID_COMPONENT, 0x80150101u, "INVALID COMPONENT"},
+      {BRK_E_NO_BROKER_STRING, 0x80150102u, "FILE HAS NO BROKERSTRING"},
+      {BRK_E_ENGINE_NOT_FOUND, 0x80150103u, "NO ENGINE FOUND WITH SPECIFIED BROKER STRING"},
+      {BRK_E_BROKER_STRING_NOT_FOUND, 0x80150104u, "BROKER STRING IS INVALID OR CANNOT BE FOUND"},
+      {BRK_E_CANNOT_READ_DATA, 0x80150105u, "COULD NOT READ REQUESTED DATA"},
+      {BRK_E_CANNOT_LOAD_MODULE, 0x80150106u, "COULD NOT LOAD THE REQUESTED MODULE"},
+      {BRK_E_STILL_IN_USE, 0x80150107u, "SOME MODULES (DATA OR INTERFACES) WERE NOT RELEASED YET"},
+      {BRK_E_INTERFACE_NOT_FOUND, 0x80150108u, "INTERFACE COULD NOT BE FOUND"},
+      {BRK_E_TAG_NOT_FOUND, 0x80150109u, "TAG COULD NOT BE FOUND"},
+      {BRK_E_MODULE_NOT_FOUND, 0x8015010Au, "SPECIFIED MODULE COULD NOT BE FOUND"},
+      {BRK_E_UNEXPECTED, 0x80150180u, nullptr},
+      {BRK_E_INVALID_ARGUMENT, 0x80150182u, nullptr},
+      {BRK_E_OUT_OF_MEMORY, 0x80150186u, nullptr}}},
+    {"edct",
+     edct_ErrorGetString,
+     kEdctTable,
+     {{EDCT_E_NOT_FOUND, 0x801E0000u,
+       "Entry is not found in the dictionary or in the list of dictionaries."},
+      {EDCT_E_WRITESTREAM_FAILED, 0x801E0001u,
+       "The WriteStream callback function returned an error."},
+      {EDCT_E_READSTREAM_FAILED, 0x801E0002u,
+       "The ReadStream callback function returned an error."},
+      {EDCT_E_UNKNOWN_FORMAT, 0x801E0003u,
+       "Unknown format specified in the edct_DctWriteStream or edct_DctReadStream functions."},
+      {EDCT_E_READ_ONLY, 0x801E0004u, "Dictionary is opened read-only."},
+      {EDCT_E_INVALID_DATA, 0x801E0005u, "The entry data contains data that is invalid."},
+      {EDCT_E_STILL_REGISTERED, 0x801E0006u,
+       "The dictionary is still registered on some dictionary manager."},
+      {EDCT_E_ALREADY_REGISTERED, 0x801E0007u,
+       "An attempt is made to register a dictionary while this dictionary was already "
+       "registered."},
+      {EDCT_E_NOT_REGISTERED, 0x801E0008u, "A dictionary that was assumed to be registered isn't."},
+      {EDCT_E_CORRUPT, 0x801E0009u, "The provided buffer is corrupt."},
+      {EDCT_E_BAD_REGISTER_COUNT, 0x801E000Au, "The registercount-value is wrong."},
+      {EDCT_E_INVALID_RESOURCE, 0x801E000Bu, "The resource-handle is invalid."},
+      {EDCT_E_NOTIFY_FAILED, 0x801E000Cu, "Unknown Error"},
+      {EDCT_E_ITERATOR_ENDED, 0x801E000Du, "The iterator has ended already"},
+      {EDCT_E_ITERATOR_OPEN, 0x801E000Eu, "Iterator on dictionary is open. No changes allowed."},
+      {EDCT_E_NOT_IMPLEMENTED, 0x801E0081u, nullptr},
+      {EDCT_E_NULL_POINTER, 0x801E0083u, nullptr},
+      {EDCT_E_OUT_OF_RANGE, 0x801E0084u, nullptr},
+      {EDCT_E_BUFFER_TOO_SMALL, 0x801E0085u, nullptr},
+      {EDCT_E_OUT_OF_MEMORY, 0x801E0086u, nullptr},
+      // The dictionaries' getter reads the reason whatever the failure bit says.
+      {EDCT_S_END_OF_STREAM, 0x001E0001u, "The WriteStream callback function returned an error."}}},
+};
+
+TEST(ResultCodes, NamesPinnedToValuesAndTexts) {
+  for (const auto &[name, get, table, pins] : kNames) {
+    SCOPED_TRACE(name);
+    std::set<VQRESULT> pinned;
+    for (const Pin &pin : pins) {
+      EXPECT_EQ(pin.name, pin.value) << std::hex << pin.value;
+      EXPECT_TRUE(pinned.insert(pin.value).second) << std::hex << pin.value;
+      if (pin.text) {
+        EXPECT_STREQ(get(pin.name), pin.text) << std::hex << pin.value;
+      } else {
+        EXPECT_TRUE(VQ_IS_GENERAL(pin.name)) << std::hex << pin.value;
+        EXPECT_STREQ(get(pin.name), vq_ErrorGetString(pin.name)) << std::hex << pin.value;
+      }
+    }
+    EXPECT_EQ(pinned, std::set<VQRESULT>(table.begin(), table.end()));
+  }
+}
+
+// The names are constants of the result type, so they compare with a VQRESULT without a sign
+// warning and serve as case labels.
+static_assert(std::is_same_v<decltype(EDCT_E_NOT_FOUND), VQRESULT>);
+static_assert(std::is_same_v<decltype(SRVSPI_S_ARRAY_NO_ELEMENT), VQRESULT>);
 
 // The reading rules of each getter: successes, general reasons, delegation, fallbacks.
 const Row kRules[] = {
     {vq_ErrorGetString, 0, "Succes."},
     {vq_ErrorGetString, 0x80010204u, "Unknown error. This Error is not a general error."},
     {vq_ErrorGetString, 0x00010201u, "Unknown error. This Error is not a general error."},
+    // Reasons without a row of their own give the family's fallback.
+    {osspi_ErrorGetString, 0x80060101u, "Unknown Error"},
+    {osspi_ErrorGetString, 0x80060107u, "Unknown Error"},
+    {rsrc_ErrorGetString, 0x80160100u, "Unknown Error"},
+    {srvspi_ErrorGetString, 0x80010200u, "Unknown error"},
+    {srvspi_ErrorGetString, 0x8001010Bu, "Unknown error"},
+    {hdrpars_ErrorGetString, 0x80220101u, "Unknown Error"},
+    {hdrpars_ErrorGetString, 0x80220104u, "Unknown Error"},
+    {brk_ErrorGetString, 0x8015010Cu, "Unknown module"},
+    {edct_ErrorGetString, 0x801E000Fu, "Unknown Error"},
     // The shared rule: any success is "Success", a general reason goes to the general
     // table, the module id is not looked at, no row gives the fallback.
     {heap_ErrorGetString, 0x00010201u, "Success"},
@@ -197,11 +359,11 @@ TEST(ResultCodes, VersionQueries) {
     Query query;
     uint32_t value;
     VQRESULT nullCode;
-  } queries[] = {{critsec_GetVersion, 0x01000002u, 0x80140183u},
-                 {heap_GetVersion, 0x01000002u, 0x800B0183u},
-                 {osspi_SpiGetVersion, 0x01010002u, 0x80060183u},
-                 {srvspi_SpiGetVersion, 0x01000003u, 0x80010204u},
-                 {edct_GetVersion, 0xFFFFFFFFu, 0x801E0083u}};
+  } queries[] = {{critsec_GetVersion, 0x01000002u, CRITSEC_E_NULL_POINTER},
+                 {heap_GetVersion, 0x01000002u, HEAP_E_NULL_POINTER},
+                 {osspi_SpiGetVersion, 0x01010002u, OSSPI_E_NULL_POINTER},
+                 {srvspi_SpiGetVersion, 0x01000003u, SRVSPI_E_ARRAY_INVALID_ARGUMENT},
+                 {edct_GetVersion, 0xFFFFFFFFu, EDCT_E_NULL_POINTER}};
   for (const auto &q : queries) {
     EXPECT_EQ(q.query(&version), 0u);
     EXPECT_EQ(version, q.value);

@@ -40,26 +40,26 @@ TEST_F(SecTest, OpenFillsTheFourWords) {
   EXPECT_EQ(object_.resource, fallback);
   EXPECT_EQ(State(), SEC_STATE_FREE);
   EXPECT_EQ(srvspi_SecValidate(object_, kOwner), 0u);
-  EXPECT_EQ(srvspi_SecValidate(object_, kOwner + 1), 0x80010189u);
+  EXPECT_EQ(srvspi_SecValidate(object_, kOwner + 1), SRVSPI_E_SEC_INVALID_HANDLE);
 }
 
 TEST_F(SecTest, HoldsFollowTheStateTable) {
   // Readers share; a writer needs the object free of holders.
   EXPECT_EQ(srvspi_SecToReadOnly(object_), 0u);
   EXPECT_EQ(srvspi_SecToReadOnly(object_), 0u);
-  EXPECT_EQ(srvspi_SecToBusy(object_), 0x8001018Au);
+  EXPECT_EQ(srvspi_SecToBusy(object_), SRVSPI_E_SEC_READ_ONLY);
   EXPECT_EQ(State(), SEC_STATE_FREE);
   EXPECT_EQ(srvspi_SecToFree(object_), 0u);
-  EXPECT_EQ(srvspi_SecToBusy(object_), 0x8001018Au);  // one reader left
+  EXPECT_EQ(srvspi_SecToBusy(object_), SRVSPI_E_SEC_READ_ONLY);  // one reader left
   EXPECT_EQ(srvspi_SecToFree(object_), 0u);
   EXPECT_EQ(srvspi_SecToBusy(object_), 0u);
   EXPECT_EQ(State(), SEC_STATE_BUSY);
-  EXPECT_EQ(srvspi_SecToBusy(object_), 0x8001018Au);
-  EXPECT_EQ(srvspi_SecToReadOnly(object_), 0x8001018Au);
+  EXPECT_EQ(srvspi_SecToBusy(object_), SRVSPI_E_SEC_READ_ONLY);
+  EXPECT_EQ(srvspi_SecToReadOnly(object_), SRVSPI_E_SEC_READ_ONLY);
   EXPECT_EQ(srvspi_SecToFree(object_), 0u);
   EXPECT_EQ(State(), SEC_STATE_FREE);
   // With no hold outstanding there is nothing to give back.
-  EXPECT_EQ(srvspi_SecToFree(object_), 0x80010109u);
+  EXPECT_EQ(srvspi_SecToFree(object_), SRVSPI_E_SEC_WRONG_STATE);
   EXPECT_EQ(srvspi_SecToBusy(object_), 0u);
   EXPECT_EQ(srvspi_SecToFree(object_), 0u);
 }
@@ -77,12 +77,12 @@ TEST_F(SecTest, BadValuesNullArgumentsAndClosing) {
                       srvspi_SecExValidate(asEx, kOwner), srvspi_SecValidate(asSec, kOwner),
                       srvspi_SecLock(asSec), srvspi_SecToBusy(asSec), srvspi_SecClose(&asSec),
                       srvspi_SecLock(nullCore), srvspi_SecToFree(nullCore)})
-    EXPECT_EQ(rc, 0x80010189u);
+    EXPECT_EQ(rc, SRVSPI_E_SEC_INVALID_HANDLE);
   for (VQRESULT rc : {srvspi_SecClose(nullptr), srvspi_SecExClose(nullptr),
                       srvspi_SecOpen(g_vqNullHandle, kOwner, nullptr),
                       srvspi_SecExOpen(g_vqNullHandle, kOwner, 0, nullptr),
                       srvspi_SecExGetState(SecExObject{}, nullptr)})
-    EXPECT_EQ(rc, 0x80010183u);
+    EXPECT_EQ(rc, SRVSPI_E_SEC_NULL_POINTER);
   EXPECT_EQ(srvspi_SecExClose(&ex), 0u);
   EXPECT_EQ(ex.magic | ex.owner, 0u);
   EXPECT_EQ(ex.core, nullptr);
@@ -90,7 +90,8 @@ TEST_F(SecTest, BadValuesNullArgumentsAndClosing) {
   EXPECT_EQ(srvspi_SecClose(&object_), 0u);
   EXPECT_EQ(object_.magic, 0u);
   EXPECT_EQ(object_.core, nullptr);
-  EXPECT_EQ(srvspi_SecClose(&object_), 0x80010189u);  // the closed value fails the check
+  EXPECT_EQ(srvspi_SecClose(&object_),
+            SRVSPI_E_SEC_INVALID_HANDLE);  // the closed value fails the check
 }
 
 TEST(SecEx, ToStateLists) {
@@ -102,17 +103,20 @@ TEST(SecEx, ToStateLists) {
   EXPECT_EQ(old, 10u);
   // A refused change still reports the state it found.
   old = 0;
-  EXPECT_EQ(srvspi_SecExToState(ex, fromTen, 2, 30, &old), 0x80010109u);
+  EXPECT_EQ(srvspi_SecExToState(ex, fromTen, 2, 30, &old), SRVSPI_E_SEC_WRONG_STATE);
   EXPECT_EQ(old, 20u);
   const uint32_t empty[1] = {20};
-  EXPECT_EQ(srvspi_SecExToState(ex, empty, 0, 30, nullptr), 0x80010109u);  // empty list
-  EXPECT_EQ(srvspi_SecExToState(ex, nullptr, 0, 30, nullptr), 0u);         // any change
+  EXPECT_EQ(srvspi_SecExToState(ex, empty, 0, 30, nullptr),
+            SRVSPI_E_SEC_WRONG_STATE);                              // empty list
+  EXPECT_EQ(srvspi_SecExToState(ex, nullptr, 0, 30, nullptr), 0u);  // any change
   uint32_t state = 0;
   EXPECT_EQ(srvspi_SecExGetState(ex, &state), 0u);
   EXPECT_EQ(state, 30u);
   // A null list with entries is refused before the value is looked at.
-  EXPECT_EQ(srvspi_SecExToState(SecExObject{}, nullptr, 3, 1, nullptr), 0x80010182u);
-  EXPECT_EQ(srvspi_SecExToState(SecExObject{}, fromTen, 2, 1, nullptr), 0x80010189u);
+  EXPECT_EQ(srvspi_SecExToState(SecExObject{}, nullptr, 3, 1, nullptr),
+            SRVSPI_E_SEC_INVALID_ARGUMENT);
+  EXPECT_EQ(srvspi_SecExToState(SecExObject{}, fromTen, 2, 1, nullptr),
+            SRVSPI_E_SEC_INVALID_HANDLE);
   EXPECT_EQ(srvspi_SecExClose(&ex), 0u);
 }
 
@@ -122,18 +126,18 @@ TEST(SecEx, OutOfMemoryAndBadResources) {
   // The core comes first, then the lock record; a failing lock frees the core again.
   const int64_t before = sc::testing::LiveBlocks();
   sc::testing::FailNthAllocation(1);
-  EXPECT_EQ(srvspi_SecExOpen(g_vqNullHandle, 1, 0, &ex), 0x80010186u);
+  EXPECT_EQ(srvspi_SecExOpen(g_vqNullHandle, 1, 0, &ex), SRVSPI_E_SEC_OUT_OF_MEMORY);
   EXPECT_EQ(sc::testing::LiveBlocks(), before);
   sc::testing::FailNthAllocation(2);
-  EXPECT_EQ(srvspi_SecExOpen(g_vqNullHandle, 1, 0, &ex), 0x80140186u);
+  EXPECT_EQ(srvspi_SecExOpen(g_vqNullHandle, 1, 0, &ex), CRITSEC_E_OUT_OF_MEMORY);
   EXPECT_EQ(sc::testing::LiveBlocks(), before);
-  EXPECT_EQ(srvspi_SecExValidate(ex, 1), 0x80010189u);  // not a usable object
+  EXPECT_EQ(srvspi_SecExValidate(ex, 1), SRVSPI_E_SEC_INVALID_HANDLE);  // not a usable object
   SecObject object{};
   sc::testing::FailNthAllocation(2);  // the lock record
-  EXPECT_EQ(srvspi_SecOpen(g_vqNullHandle, 1, &object), 0x80140186u);
+  EXPECT_EQ(srvspi_SecOpen(g_vqNullHandle, 1, &object), CRITSEC_E_OUT_OF_MEMORY);
   EXPECT_EQ(object.magic, 0u);  // out value untouched
-  EXPECT_EQ(srvspi_SecOpen({nullptr, RESOURCE_MAGIC}, 1, &object), 0x80160101u);
-  EXPECT_EQ(srvspi_SecExOpen({nullptr, RESOURCE_MAGIC}, 1, 0, &ex), 0x80160101u);
+  EXPECT_EQ(srvspi_SecOpen({nullptr, RESOURCE_MAGIC}, 1, &object), RSRC_E_INVALID_RESOURCE);
+  EXPECT_EQ(srvspi_SecExOpen({nullptr, RESOURCE_MAGIC}, 1, 0, &ex), RSRC_E_INVALID_RESOURCE);
   // Opened with a resource of its own, the object keeps that resource.
   ResourceHandle resource{};
   ASSERT_EQ(rsrc_Open(3, 4, 0, 0, &resource), 0u);

@@ -54,7 +54,7 @@ static VQRESULT Final(SafeHandle instance) {
   VQRESULT name(uint32_t id, void **out) {                                                \
     void *const given = (table);                                                          \
     Record(#name " %lu", id);                                                             \
-    if (id == 0 ? !given : id < low || id > high) return 0x80150108u;                     \
+    if (id == 0 ? !given : id < low || id > high) return BRK_E_INTERFACE_NOT_FOUND;       \
     snprintf(g_interfaces[id], sizeof g_interfaces[id], #name " %lu", (unsigned long)id); \
     *out = id == 0 ? given : (void *)g_interfaces[id];                                    \
     return 0;                                                                             \
@@ -79,7 +79,7 @@ ENTRY(EngineGetInterface, &g_engine, 1, 2)
 ENTRY(PartGetInterface, &g_part, 5, 5)
 #else
 INIT(AddonInit, 0xAD, 0, (void)0)
-INIT(BadInit, 0xBD, 0x80150186u, (void)0)
+INIT(BadInit, 0xBD, BRK_E_OUT_OF_MEMORY, (void)0)
 static BrkModuleTable g_addon = {NULL, NULL, AddonInit, Final};
 static BrkModuleTable g_bare = {NULL, NULL, NULL, NULL};
 static BrkModuleTable g_bad = {NULL, NULL, BadInit, Final};

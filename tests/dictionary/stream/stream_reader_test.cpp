@@ -30,7 +30,7 @@ TEST(StreamReader, StreamsEndingEarlyOrBreakingTheGrammarKeepWhatCameBefore) {
                              "EDCT_REPR_SZ_STRING\n[Data]\na\t1\n";
   struct Case {
     std::string bytes;
-    uint32_t code = kBadFormat, kept = 0, format = EDCT_FORMAT_UTF8;
+    uint32_t code = EDCT_E_UNKNOWN_FORMAT, kept = 0, format = EDCT_FORMAT_UTF8;
   };
   std::vector<Case> cases = {
       {header, 0},
@@ -39,17 +39,17 @@ TEST(StreamReader, StreamsEndingEarlyOrBreakingTheGrammarKeepWhatCameBefore) {
       {direct + "alone", 0, 1} /* a key at the very end without data is dropped */,
       {direct + "alone\t", 0, 1},
       {direct + "alone\n\n \n", 0, 1},
-      {header + "Model = " + std::string(129, 'm') + "\n", edct_test::kNoMemory},
-      {header + "Model = " + std::string(126, 'm') + "\xC3\xA9\xC3\xA9\n", edct_test::kNoMemory},
+      {header + "Model = " + std::string(129, 'm') + "\n", EDCT_E_OUT_OF_MEMORY},
+      {header + "Model = " + std::string(126, 'm') + "\xC3\xA9\xC3\xA9\n", EDCT_E_OUT_OF_MEMORY},
       {header + Section("BROAD_NARROWS", "SZZ_STRING") + "good\t//g\nbad\tone//two\nk\t//x\n",
-       kBadFormat, 1},
-      {words + "bad\t0G\nk\t00\n", kBadFormat, 1},
-      {words + "bad\t0A\t0B\n", kBadFormat, 1},
-      {Utf16(header, false), kBadFormat, 0, EDCT_FORMAT_UCS2BE},
-      {Utf16(header, true), kBadFormat, 0, EDCT_FORMAT_UCS2LE},
-      {Utf16(header, false).substr(2), kBadFormat, 0, EDCT_FORMAT_UCS2LE},
-      {"\xFF\xFF" + Utf16(header, false).substr(2), kBadFormat, 0, EDCT_FORMAT_UCS2LE},
-      {"\xFF", kBadFormat, 0, EDCT_FORMAT_UCS2LE}};
+       EDCT_E_UNKNOWN_FORMAT, 1},
+      {words + "bad\t0G\nk\t00\n", EDCT_E_UNKNOWN_FORMAT, 1},
+      {words + "bad\t0A\t0B\n", EDCT_E_UNKNOWN_FORMAT, 1},
+      {Utf16(header, false), EDCT_E_UNKNOWN_FORMAT, 0, EDCT_FORMAT_UCS2BE},
+      {Utf16(header, true), EDCT_E_UNKNOWN_FORMAT, 0, EDCT_FORMAT_UCS2LE},
+      {Utf16(header, false).substr(2), EDCT_E_UNKNOWN_FORMAT, 0, EDCT_FORMAT_UCS2LE},
+      {"\xFF\xFF" + Utf16(header, false).substr(2), EDCT_E_UNKNOWN_FORMAT, 0, EDCT_FORMAT_UCS2LE},
+      {"\xFF", EDCT_E_UNKNOWN_FORMAT, 0, EDCT_FORMAT_UCS2LE}};
   // Streams refused as a bad format with nothing added.
   for (const std::string &bytes : std::vector<std::string>{
            "[Header]", "", "\xEF\xBB\xBF[Header]\n" /* a UTF-8 mark is part of the line */,
@@ -156,13 +156,13 @@ TEST(StreamReader, CallbacksAndRefusals) {
   Writable dictionary(CountingNotify, &actions);
   Source source{"[Header]\n" + Section("ORTHOGRAPHIC", "SZ_STRING") + "a\t1\nb\t2\na\t3\n" +
                 std::string(3000, '\n') + "c\t3\n"};
-  EXPECT_EQ(edct_DctReadStream(dictionary, nullptr, 0, &source), edct_test::kNullPointer);
-  EXPECT_EQ(edct_DctReadStream(dictionary, Source::Read, 3, &source), kBadFormat);
+  EXPECT_EQ(edct_DctReadStream(dictionary, nullptr, 0, &source), EDCT_E_NULL_POINTER);
+  EXPECT_EQ(edct_DctReadStream(dictionary, Source::Read, 3, &source), EDCT_E_UNKNOWN_FORMAT);
   EXPECT_EQ(source.calls, 0);
   // The third delivery fails: what the first two brought stays, each entry notified.
   source.failAt = 3;
   source.failValue = 77;
-  EXPECT_EQ(edct_DctReadStream(dictionary, Source::Read, 0, &source), 0x801E0002u);
+  EXPECT_EQ(edct_DctReadStream(dictionary, Source::Read, 0, &source), EDCT_E_READSTREAM_FAILED);
   EXPECT_EQ(CallbackError(dictionary), 77u);
   EXPECT_EQ(actions,
             (std::vector<uint32_t>{EDCT_NOTIFY_NEWKEY, EDCT_NOTIFY_NEWKEY, EDCT_NOTIFY_ADDED}));
@@ -174,12 +174,12 @@ TEST(StreamReader, CallbacksAndRefusals) {
 
   SafeHandle iterator;
   ASSERT_EQ(edct_DctItOpen(g_vqNullHandle, dictionary, &iterator), 0u);
-  EXPECT_EQ(Read(dictionary, "[Header]\n"), 0x801E000Eu);
+  EXPECT_EQ(Read(dictionary, "[Header]\n"), EDCT_E_ITERATOR_OPEN);
   EXPECT_EQ(edct_DctItClose(iterator), 0u);
   const edct_test::Image image = edct_test::Archive(dictionary);
   SafeHandle view;
   ASSERT_EQ(edct_test::Open(image.data(), EDCT_OPEN_READONLY, &view), 0u);
-  EXPECT_EQ(Read(view, "[Header]\n"), edct_test::kReadOnly);
+  EXPECT_EQ(Read(view, "[Header]\n"), EDCT_E_READ_ONLY);
   EXPECT_EQ(edct_DctClose(view), 0u);
 }
 

@@ -14,8 +14,6 @@
 
 namespace stream_test {
 
-inline constexpr uint32_t kBadFormat = 0x801E0003u;
-inline constexpr uint32_t kNotImplemented = 0x801E0081u;
 inline constexpr uint32_t kOwnOrder = std::endian::native == std::endian::little ? 1u : 2u;
 
 // Bytes delivered in pieces whose sizes cycle through `splits`; call number `failAt` fails

@@ -39,12 +39,12 @@ TEST(StreamWriter, WorkedExampleBothWaysEmptyDictionariesAndRefusals) {
   EXPECT_EQ(Write(dictionary, kOwnOrder), Utf16("[Header]\r\n", kOwnOrder == 2));
   // The other byte order and unknown formats are refused before anything is written.
   for (const auto &[format, code] :
-       {std::pair{3u - kOwnOrder, kNotImplemented}, std::pair{3u, kBadFormat}}) {
+       {std::pair{3u - kOwnOrder, EDCT_E_NOT_IMPLEMENTED}, std::pair{3u, EDCT_E_UNKNOWN_FORMAT}}) {
     Sink refused;
     EXPECT_EQ(edct_DctWriteStream(dictionary, Sink::Write, format, &refused), code);
     EXPECT_TRUE(refused.blocks.empty());
   }
-  EXPECT_EQ(edct_DctWriteStream(dictionary, nullptr, 0, &sink), edct_test::kNullPointer);
+  EXPECT_EQ(edct_DctWriteStream(dictionary, nullptr, 0, &sink), EDCT_E_NULL_POINTER);
 
   BuildWorkedExample(dictionary);
   SafeHandle iterator;  // an open iterator does not stop a write
@@ -98,11 +98,11 @@ TEST(StreamWriter, QuotingDataLinesAndRecordsThatDoNotFit) {
       // Three records of one key: one line each, in the order the iterator hands them out.
       {u"k", {Make(2, 2, "1"), Make(2, 2, "2"), Make(2, 2, "3")}, "k\t3\r\nk\t2\r\nk\t1\r\n"},
       // Nothing half written is handed over.
-      {u"k", {Make(1, 2, "x")}, "", kBadFormat},
-      {u"k", {Make(2, 1, "x")}, "", kBadFormat},
-      {u"k", {Make(0, 3, "x")}, "", kBadFormat},
-      {u"k", {Make(3, 0, "x")}, "", kNotImplemented},
-      {u"k", {Make(2, 4, "x")}, "", kBadFormat},
+      {u"k", {Make(1, 2, "x")}, "", EDCT_E_UNKNOWN_FORMAT},
+      {u"k", {Make(2, 1, "x")}, "", EDCT_E_UNKNOWN_FORMAT},
+      {u"k", {Make(0, 3, "x")}, "", EDCT_E_UNKNOWN_FORMAT},
+      {u"k", {Make(3, 0, "x")}, "", EDCT_E_NOT_IMPLEMENTED},
+      {u"k", {Make(2, 4, "x")}, "", EDCT_E_UNKNOWN_FORMAT},
   };
   for (const auto &c : cases) {
     Writable dictionary;
@@ -159,7 +159,8 @@ TEST(StreamWriter, RoundTripsInBlocksFailingCallbacksAndOutOfMemory) {
     EXPECT_GE(sink.blocks.back(), 1u);
     // A callback that fails on its second block.
     Sink failing{{}, {}, 2, 9};
-    EXPECT_EQ(edct_DctWriteStream(dictionary, Sink::Write, format, &failing), 0x801E0001u);
+    EXPECT_EQ(edct_DctWriteStream(dictionary, Sink::Write, format, &failing),
+              EDCT_E_WRITESTREAM_FAILED);
     EXPECT_EQ(failing.blocks.size(), 2u);
     EXPECT_EQ(CallbackError(dictionary), 9u);
     edct_test::FailEachAllocation(
@@ -177,7 +178,7 @@ TEST(StreamWriter, RoundTripsInBlocksFailingCallbacksAndOutOfMemory) {
         [&] {
           return Read(*back, sink.bytes, format, {7, 1, 1000});
         },
-        edct_test::kNoMemory,
+        EDCT_E_OUT_OF_MEMORY,
         [&] {
           const auto dump = Dump(*back);
           ASSERT_LE(dump.size(), before.size());
@@ -209,7 +210,7 @@ TEST_F(StreamTrace, EntryExitAndFailureLines) {
   Set("VQ_SUBMODULES", "DctStrm");
   StartLogging("FUNC", "LEVEL MODULE SUBMOD FUNC FILE");
   Writable dictionary;
-  ASSERT_EQ(stream_test::Read(dictionary, "[Header"), kBadFormat);
+  ASSERT_EQ(stream_test::Read(dictionary, "[Header"), EDCT_E_UNKNOWN_FORMAT);
   const std::string log = Read(Log());
   const char *const prefix =
       "    EDCTSPI    DctStrm Fn:     DctStream_Input core/edctspi/dctstrm/src/stream";
