@@ -6,6 +6,7 @@
 # program built against the newer library says so at load time. Add one line per release to
 # later_nodes, oldest first: the node's name, then its names, e.g.
 #   list(APPEND later_nodes "SPEECHCOMMON_1.1 edct_DctNewThing brk_OtherThing")
+cmake_minimum_required(VERSION 3.25)
 set(base_node SPEECHCOMMON_1.0)
 set(later_nodes "")
 

@@ -1,5 +1,6 @@
 # Compares the dynamic symbols the library defines with the names its public headers declare,
 # and checks that each one carries the version node the linker version script gave it.
+cmake_minimum_required(VERSION 3.25)
 include(${CMAKE_CURRENT_LIST_DIR}/../cmake/exported_names.cmake)
 
 execute_process(COMMAND nm -D --defined-only ${LIBRARY} OUTPUT_VARIABLE nm_out RESULT_VARIABLE rc)
