@@ -20,9 +20,7 @@
 # in ${SC_GENERATED_INCLUDE_DIR}/sc_<family>_codes.h, which the family's public header includes.
 # Names are <FAMILY>_E_<REASON> for failures and <FAMILY>_S_<REASON> for successes.
 
-include(GNUInstallDirs)
-
-set(SC_GENERATED_INCLUDE_DIR ${PROJECT_BINARY_DIR}/include)
+# SC_GENERATED_INCLUDE_DIR is set by the top level; the install rules take every header in it.
 set(SC_GENERAL_CODES ${PROJECT_SOURCE_DIR}/foundation/general_codes.def)
 
 # The lines of a table that begin with the given prefix, as a list. Semicolons and brackets in
@@ -151,5 +149,4 @@ ${body}
   endif()
   set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS
     ${table} ${SC_GENERAL_CODES} ${CMAKE_CURRENT_FUNCTION_LIST_FILE})
-  install(FILES ${header} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/speechcommon)
 endfunction()

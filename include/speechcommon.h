@@ -3,6 +3,7 @@
 #define SPEECHCOMMON_H
 
 #include "sc_common.h"
+#include "sc_version.h" /* generated at build time */
 #include "sc_vq.h"
 #include "sc_heap.h"
 #include "sc_critsec.h"
