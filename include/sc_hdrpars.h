@@ -18,9 +18,15 @@ SC_EXTERN_C_BEGIN
 
 /* One element of the tagged text. Every string is a NUL-terminated UTF-16 string. value is the
  * trimmed inner text; for an element with children it is the whole inner text, children's
- * markup included. Trees, their strings and DataBlock records handed to hdrpars_WriteFile or
- * hdrpars_DeleteFileStructure are blocks of the C allocator (malloc/free): the writer replaces
- * OFFSET and SIZE values and the delete frees everything. */
+ * markup included, for the elements of the first three levels (an element with children deeper
+ * down has an empty value, so that reading stays within a few times the file's size whatever
+ * its nesting). Trees, their strings and DataBlock records that a client builds and hands to
+ * hdrpars_WriteFile or hdrpars_DeleteFileStructure are blocks of the C allocator (malloc/free):
+ * the writer replaces OFFSET and SIZE values and the delete frees everything. A tree read by
+ * hdrpars_ReadFileHeader keeps its tags and strings in blocks of its structure: a client may
+ * relink them and link in (or point to) malloc blocks of its own, which the delete frees, but
+ * must not free or reallocate a tag or string it read, nor move it to another structure. The
+ * structure's path is a malloc block in either case. */
 typedef struct Tag {
   char16_t *name;
   char16_t *value;
@@ -57,8 +63,9 @@ SC_API const char *hdrpars_ErrorGetString(VQRESULT code);
 SC_API const char *hdrpars_ErrorGetSubModuleName(VQRESULT code);
 SC_API const char *hdrpars_ErrorGetModuleName(VQRESULT code);
 
-/* Reads the tagged text of the file at path (UTF-8). On success *out is a new structure,
- * released with hdrpars_DeleteFileStructure; on failure *out is null. */
+/* Reads the tagged text of the file at path (UTF-8), which must be a regular file (anything
+ * else is refused with HDRPARS_E_FILE_OPEN, without waiting on it). On success *out is a new
+ * structure, released with hdrpars_DeleteFileStructure only; on failure *out is null. */
 SC_API VQRESULT hdrpars_ReadFileHeader(const char *path, FileStructure **out);
 /* The first of first and its following siblings named name (case-sensitive), or null. Children
  * are not searched. */
