@@ -39,6 +39,140 @@ class HeapString {
   char *text_;
 };
 
+// An open-addressed set from the class heap, for one scan: the directories it has listed and
+// the broker strings of the list it adds to. Traits give the item type, its hash and equality.
+template <class Traits>
+class ScanSet {
+ public:
+  using Item = typename Traits::Item;
+  explicit ScanSet(HeapInstance heap) : heap_(heap) {}
+  ~ScanSet() { heap_Free(heap_, slots_); }
+  ScanSet(const ScanSet &) = delete;
+  ScanSet &operator=(const ScanSet &) = delete;
+
+  // The equal item already held, or null after adding this one. *full is set when the set
+  // could not grow (nothing added then).
+  const Item *Insert(const Item &item, bool *full) {
+    *full = false;
+    if ((count_ + 1) * 2 > capacity_ && !Grow()) {
+      *full = true;
+      return nullptr;
+    }
+    Slot &slot = Find(item);
+    if (slot.used) return &slot.item;
+    slot = {item, true};
+    ++count_;
+    return nullptr;
+  }
+
+ private:
+  struct Slot {
+    Item item;
+    bool used;
+  };
+  Slot &Find(const Item &item) const {
+    size_t at = static_cast<size_t>(Traits::Hash(item)) & (capacity_ - 1);
+    while (slots_[at].used && !Traits::Equal(slots_[at].item, item))
+      at = (at + 1) & (capacity_ - 1);
+    return slots_[at];
+  }
+  bool Grow() {
+    const size_t capacity = capacity_ ? capacity_ * 2 : 64;
+    auto *slots = static_cast<Slot *>(heap_Calloc(heap_, capacity, sizeof(Slot)));
+    if (!slots) return false;
+    Slot *old = slots_;
+    const size_t oldCapacity = capacity_;
+    slots_ = slots;
+    capacity_ = capacity;
+    for (size_t i = 0; i < oldCapacity; ++i)
+      if (old[i].used) Find(old[i].item) = old[i];
+    heap_Free(heap_, old);
+    return true;
+  }
+
+  HeapInstance heap_;
+  Slot *slots_ = nullptr;
+  size_t capacity_ = 0;
+  size_t count_ = 0;
+};
+
+uint64_t Mix(uint64_t value) {
+  value ^= value >> 31;
+  value *= 0x9E3779B97F4A7C15u;
+  return value ^ (value >> 29);
+}
+
+struct DirectoryTraits {
+  using Item = plat::DirectoryIdentity;
+  static uint64_t Hash(const Item &item) { return Mix(item.inode * 31 + item.device); }
+  static bool Equal(const Item &a, const Item &b) {
+    return a.inode == b.inode && a.device == b.device;
+  }
+};
+
+struct BrokerStringTraits {
+  using Item = const Addon *;
+  static uint64_t Hash(const Addon *addon) {
+    uint64_t hash = 0xCBF29CE484222325u;  // FNV-1a over the units
+    for (size_t i = 0; i < addon->brokerLength; ++i)
+      hash = (hash ^ addon->brokerString[i]) * 0x100000001B3u;
+    return Mix(hash);
+  }
+  static bool Equal(const Addon *a, const Addon *b) {
+    return std::u16string_view(a->brokerString, a->brokerLength) ==
+           std::u16string_view(b->brokerString, b->brokerLength);
+  }
+};
+
+// What one scan keeps while it runs: the real directories it has listed (by device and inode,
+// so that a link back up the tree, or two links to one directory, lead nowhere new), and for
+// the list it adds to, its broker strings and its tail. Within one list the first reading of a
+// broker string wins, found through the set instead of a walk of the list per record.
+class Scan {
+ public:
+  Scan(BrkClass *cls, Engine *engine, std::atomic<Addon *> &list)
+      : cls_(cls), engine_(engine), directories_(cls->heap), names_(cls->heap), tail_(&list) {}
+  Scan(const Scan &) = delete;
+  Scan &operator=(const Scan &) = delete;
+
+  BrkClass *cls() const { return cls_; }
+  Engine *engine() const { return engine_; }
+
+  // Takes in the records already listed; the out-of-memory code when the set cannot hold them.
+  VQRESULT Start() {
+    while (Addon *at = tail_->load(std::memory_order_acquire)) {
+      bool full;
+      names_.Insert(at, &full);
+      if (full) return BRK_E_OUT_OF_MEMORY;
+      tail_ = &at->next;
+    }
+    return 0;
+  }
+  // Whether the listing shows a directory this scan has not listed yet; a listing whose
+  // directory cannot be told counts as new (it lists nothing anyway). *full is set when the
+  // set could not grow.
+  bool IsNew(const plat::DirectoryListing &listing, bool *full) {
+    *full = false;
+    plat::DirectoryIdentity identity;
+    return !listing.Identity(identity) || !directories_.Insert(identity, full);
+  }
+  // Appends the record at the tail of the list unless a record there has the same broker
+  // string (case included). False when it is refused (*full set when the set could not grow).
+  bool Add(Addon *record, bool *full) {
+    if (names_.Insert(record, full) || *full) return false;
+    tail_->store(record, std::memory_order_release);
+    tail_ = &record->next;
+    return true;
+  }
+
+ private:
+  BrkClass *cls_;
+  Engine *engine_;
+  ScanSet<DirectoryTraits> directories_;
+  ScanSet<BrokerStringTraits> names_;
+  std::atomic<Addon *> *tail_;
+};
+
 bool IsEngineType(std::u16string_view type) {
   for (std::u16string_view known : kEngineTypes)
     if (type == known) return true;
@@ -52,19 +186,6 @@ bool ReadRequiredTags(Tag *first, const char16_t *&type, const char16_t *&broker
   brokerString = TagValue(first, kBrokerStringTag);
   name = TagValue(first, kNameTag);
   return type && brokerString && name;
-}
-
-// Appends the record at the tail of the list unless a record there has the same broker
-// string (case included): within one list the first reading of a broker string wins.
-bool AddUnlessDuplicate(std::atomic<Addon *> &list, Addon *record) {
-  const std::u16string_view brokerString(record->brokerString, record->brokerLength);
-  std::atomic<Addon *> *link = &list;
-  while (Addon *at = link->load(std::memory_order_acquire)) {
-    if (std::u16string_view(at->brokerString, at->brokerLength) == brokerString) return false;
-    link = &at->next;
-  }
-  link->store(record, std::memory_order_release);
-  return true;
 }
 
 void FreeAddon(HeapInstance heap, Addon *addon) {
@@ -96,83 +217,88 @@ void ReadEngineHeader(BrkClass *cls, const char *path, const char *directory, En
   tail = &engine->next;
 }
 
-// One add-on file found in `directory`, for an engine or for the shared list.
-void ReadAddonFile(BrkClass *cls, const char *path, const char *directory, Engine *engine,
-                   std::atomic<Addon *> &list) {
+// One add-on file found in `directory`, for the scan's engine or for the shared list. Only the
+// out-of-memory code of the scan's sets is reported; anything wrong with the file skips it.
+VQRESULT ReadAddonFile(Scan &scan, const char *path, const char *directory) {
+  BrkClass *cls = scan.cls();
   FileStructure *header = nullptr;
-  if (hdrpars_ReadFileHeader(path, &header)) return;
-  if (engine) {
+  if (hdrpars_ReadFileHeader(path, &header)) return 0;
+  if (Engine *engine = scan.engine()) {
     // The add-on names the engines it serves; one that names none serves every engine below
     // whose directory it lies.
     const char16_t *engines = TagValue(header->tags, kEngineTag);
     if (engines && View(engines).find(View(engine->brokerString)) == std::u16string_view::npos) {
       hdrpars_DeleteFileStructure(header);
-      return;
+      return 0;
     }
   }
   auto *addon = NewRecord<Addon>(cls->heap);
   if (!addon) {
     hdrpars_DeleteFileStructure(header);
-    return;
+    return 0;
   }
   addon->header = header;
   addon->firstTag = header->tags;
   if (!ReadRequiredTags(header->tags, addon->componentType, addon->brokerString, addon->name)) {
     FreeAddon(cls->heap, addon);
-    return;
+    return 0;
   }
   addon->brokerLength = View(addon->brokerString).size();
   addon->language = TagValue(header->tags, kLanguageTag);
   // Kept as the 32-bit pattern, so a negative priority ranks above every other.
   addon->priority = static_cast<uint32_t>(hdr::ParseDecimal(TagValue(header->tags, kPriorityTag)));
   addon->directory = WideFromBytes(cls->heap, directory);
-  if (!addon->directory || !AddUnlessDuplicate(list, addon)) FreeAddon(cls->heap, addon);
+  bool full = false;
+  if (!addon->directory || !scan.Add(addon, &full)) FreeAddon(cls->heap, addon);
+  return full ? BRK_E_OUT_OF_MEMORY : 0;
 }
 
 // Reads the files of one pattern in the directory as add-ons.
-VQRESULT ReadAddonFiles(BrkClass *cls, const char *directory, const char *pattern, Engine *engine,
-                        std::atomic<Addon *> &list) {
+VQRESULT ReadAddonFiles(Scan &scan, const char *directory, const char *pattern) {
   plat::DirectoryListing listing(directory);
   while (const char *name = listing.NextMatch(pattern)) {
-    HeapString path(cls->heap, JoinPath(cls->heap, directory, name));
+    HeapString path(scan.cls()->heap, JoinPath(scan.cls()->heap, directory, name));
     if (!path) return BRK_E_OUT_OF_MEMORY;
-    ReadAddonFile(cls, path.get(), directory, engine, list);
+    if (const VQRESULT failed = ReadAddonFile(scan, path.get(), directory)) return failed;
   }
   return 0;
 }
 
 // The add-on files of a directory ("*.hdr" first, then "*.dat"), then its subdirectories,
-// depth first.
-VQRESULT ScanAddonDirectory(BrkClass *cls, const char *directory, Engine *engine,
-                            std::atomic<Addon *> &list, int depth) {
-  VQRESULT result = ReadAddonFiles(cls, directory, "*.hdr", engine, list);
-  if (!result) result = ReadAddonFiles(cls, directory, "*.dat", engine, list);
-  if (result || depth >= kMaxDepth) return result;
-  plat::DirectoryListing listing(directory);
-  while (const char *name = listing.NextSubdirectory()) {
-    HeapString path(cls->heap, JoinPath(cls->heap, directory, name));
+// depth first. A directory the scan has listed before, reached again through a link, adds
+// nothing.
+VQRESULT ScanAddonDirectory(Scan &scan, const char *directory, int depth) {
+  plat::DirectoryListing subdirectories(directory);
+  bool full;
+  if (!scan.IsNew(subdirectories, &full)) return full ? BRK_E_OUT_OF_MEMORY : 0;
+  if (const VQRESULT failed = ReadAddonFiles(scan, directory, "*.hdr")) return failed;
+  if (const VQRESULT failed = ReadAddonFiles(scan, directory, "*.dat")) return failed;
+  if (depth >= kMaxDepth) return 0;
+  while (const char *name = subdirectories.NextSubdirectory()) {
+    HeapString path(scan.cls()->heap, JoinPath(scan.cls()->heap, directory, name));
     if (!path) return BRK_E_OUT_OF_MEMORY;
-    result = ScanAddonDirectory(cls, path.get(), engine, list, depth + 1);
-    if (result) return result;
+    if (const VQRESULT failed = ScanAddonDirectory(scan, path.get(), depth + 1)) return failed;
   }
   return 0;
 }
 
 // Runs the add-on directory scan on every subdirectory of `directory`; files directly in it
-// are not add-ons.
-VQRESULT ScanSubdirectories(BrkClass *cls, const char *directory, Engine *engine,
-                            std::atomic<Addon *> &list) {
+// are not add-ons, and a link back to it leads nowhere.
+VQRESULT ScanSubdirectories(Scan &scan, const char *directory) {
   plat::DirectoryListing listing(directory);
+  bool full;
+  scan.IsNew(listing, &full);
+  if (full) return BRK_E_OUT_OF_MEMORY;
   while (const char *name = listing.NextSubdirectory()) {
-    HeapString path(cls->heap, JoinPath(cls->heap, directory, name));
+    HeapString path(scan.cls()->heap, JoinPath(scan.cls()->heap, directory, name));
     if (!path) return BRK_E_OUT_OF_MEMORY;
-    const VQRESULT result = ScanAddonDirectory(cls, path.get(), engine, list, 1);
-    if (result) return result;
+    if (const VQRESULT failed = ScanAddonDirectory(scan, path.get(), 1)) return failed;
   }
   return 0;
 }
 
-void LoadInlineAddons(BrkClass *cls, Engine *engine) {
+VQRESULT LoadInlineAddons(Scan &scan, Engine *engine) {
+  BrkClass *cls = scan.cls();
   for (Tag *element = FindTag(engine->header->tags, kAddonTag); element;
        element = FindTag(element->next, kAddonTag)) {
     auto *addon = NewRecord<Addon>(cls->heap);
@@ -184,8 +310,11 @@ void LoadInlineAddons(BrkClass *cls, Engine *engine) {
       continue;
     }
     addon->brokerLength = View(addon->brokerString).size();
-    if (!AddUnlessDuplicate(engine->addons, addon)) heap_Free(cls->heap, addon);
+    bool full = false;
+    if (!scan.Add(addon, &full)) heap_Free(cls->heap, addon);
+    if (full) return BRK_E_OUT_OF_MEMORY;
   }
+  return 0;
 }
 
 bool LanguagePasses(const char16_t *wanted, const char16_t *offered) {
@@ -260,11 +389,22 @@ VQRESULT ScanEngines(BrkClass *cls) {
   Engine **tail = &cls->engines;
   while (*tail)
     tail = &(*tail)->next;
+  // Engine directories are told apart by identity too: a link to the root or to another
+  // engine directory lists no engine twice.
+  std::atomic<Addon *> none{nullptr};
+  Scan scan(cls, nullptr, none);
+  bool full;
   plat::DirectoryListing subdirectories(root.get());
+  scan.IsNew(subdirectories, &full);
+  if (full) return BRK_E_OUT_OF_MEMORY;
   while (const char *name = subdirectories.NextSubdirectory()) {
     HeapString directory(cls->heap, JoinPath(cls->heap, root.get(), name));
     if (!directory) return BRK_E_OUT_OF_MEMORY;
     plat::DirectoryListing files(directory.get());
+    if (!scan.IsNew(files, &full)) {
+      if (full) return BRK_E_OUT_OF_MEMORY;
+      continue;
+    }
     while (const char *file = files.NextMatch("*.hdr")) {
       HeapString path(cls->heap, JoinPath(cls->heap, directory.get(), file));
       if (!path) return BRK_E_OUT_OF_MEMORY;
@@ -280,14 +420,18 @@ VQRESULT ScanSharedAddons(BrkClass *cls) {
   HeapString shared(cls->heap, BytesFromWide(cls->heap, widePath));
   heap_Free(cls->heap, widePath);
   if (!shared) return BRK_E_UNEXPECTED;
-  return ScanSubdirectories(cls, shared.get(), nullptr, cls->sharedAddons);
+  Scan scan(cls, nullptr, cls->sharedAddons);
+  if (const VQRESULT failed = scan.Start()) return failed;
+  return ScanSubdirectories(scan, shared.get());
 }
 
 VQRESULT LoadEngineAddons(BrkClass *cls, Engine *engine) {
-  LoadInlineAddons(cls, engine);
+  Scan scan(cls, engine, engine->addons);
+  if (const VQRESULT failed = scan.Start()) return failed;
+  if (const VQRESULT failed = LoadInlineAddons(scan, engine)) return failed;
   HeapString directory(cls->heap, BytesFromWide(cls->heap, engine->directory));
   if (!directory) return BRK_E_UNEXPECTED;
-  return ScanSubdirectories(cls, directory.get(), engine, engine->addons);
+  return ScanSubdirectories(scan, directory.get());
 }
 
 Engine *FindEngine(const BrkClass *cls, std::u16string_view brokerString) {

@@ -16,7 +16,7 @@ struct StoreBlock {
 namespace {
 
 constexpr size_t kBlockHeader = (sizeof(StoreBlock) + 15) / 16 * 16;
-constexpr size_t kSmallestBlock = 1024;
+constexpr size_t kSmallestBlock = 128;
 constexpr size_t kLargestFirstBlock = size_t{1} << 20;
 
 unsigned char *Contents(StoreBlock *block) {

@@ -5,12 +5,17 @@
 // files its scan skips, so `check` and the explanations walk the root again here, reading each
 // header with hdrpars_ and applying the same rules (which directories hold engines and add-ons,
 // the required tags, the ENGINE filter, the first-reading-wins rule for duplicates).
+#include <sys/stat.h>
+
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
+#include <map>
 #include <optional>
+#include <set>
 #include <string>
 #include <string_view>
+#include <unordered_map>
 #include <vector>
 
 #include "tools/cli.h"
@@ -112,6 +117,7 @@ struct Component {
   std::string path;  // the header file (for an inline add-on: the engine's, with the element)
   std::string type, brokerString, name, language;
   uint32_t priority = 0;
+  std::string dll;
 };
 
 struct Engine : Component {
@@ -124,12 +130,25 @@ struct Skip {
   std::string reason;
 };
 
+// The directories one scan has listed, by device and inode: a link back up the tree, or a
+// second link to a directory, leads nowhere new (as in the library's scans).
+using Listed = std::set<std::pair<dev_t, ino_t>>;
+
 struct Walk {
   std::vector<Engine> engines;
   std::vector<Component> shared;
   std::vector<Skip> skipped;
   size_t read = 0;
+  // Per list, the path each broker string was first read from.
+  std::map<const std::vector<Component> *, std::unordered_map<std::string, std::string>> firstRead;
 };
+
+// False when the directory was listed by this scan before (or cannot be looked at).
+bool FirstVisit(Listed &listed, const std::string &directory) {
+  struct stat status;
+  return ::stat(directory.c_str(), &status) == 0 &&
+         listed.insert({status.st_dev, status.st_ino}).second;
+}
 
 // A header file read with the library's reader.
 class Header {
@@ -208,6 +227,7 @@ std::optional<std::string> ReadRequired(Tag *tags, Component &component) {
   component.name = *name;
   component.language = TagText(tags, u"LANGUAGE").value_or("");
   component.priority = Priority(TagText(tags, u"PRIORITY"));
+  component.dll = TagText(tags, u"DLL").value_or("");
   return std::nullopt;
 }
 
@@ -215,18 +235,20 @@ std::string Unreadable(VQRESULT code) {
   return "unreadable: " + cli::Hex(code) + " " + cli::FamilyMessage(code);
 }
 
-// Within one list the first reading of a broker string wins (case included).
-std::optional<std::string> Duplicate(const std::vector<Component> &list,
-                                     const std::string &brokerString) {
-  for (const Component &earlier : list)
-    if (earlier.brokerString == brokerString)
-      return "duplicate broker string " + Quoted(brokerString) + ", first read from " +
-             earlier.path;
-  return std::nullopt;
+// Within one list the first reading of a broker string wins (case included); the component
+// is noted as the first reading when it is one.
+std::optional<std::string> Duplicate(Walk &walk, const std::vector<Component> &list,
+                                     const Component &component) {
+  const auto [first, added] =
+      walk.firstRead[&list].try_emplace(component.brokerString, component.path);
+  if (added) return std::nullopt;
+  return "duplicate broker string " + Quoted(component.brokerString) + ", first read from " +
+         first->second;
 }
 
-void WalkAddons(Walk &walk, const std::string &directory, const Engine *engine,
+void WalkAddons(Walk &walk, Listed &listed, const std::string &directory, const Engine *engine,
                 std::vector<Component> &list, int depth) {
+  if (!FirstVisit(listed, directory)) return;
   const std::string scope = engine ? " (engine " + engine->brokerString + ")" : " (shared)";
   for (const char *suffix : {".hdr", ".dat"}) {
     for (const std::string &name : Files(directory, suffix)) {
@@ -246,7 +268,7 @@ void WalkAddons(Walk &walk, const std::string &directory, const Engine *engine,
         continue;
       }
       std::optional<std::string> problem = ReadRequired(header.tags(), component);
-      if (!problem) problem = Duplicate(list, component.brokerString);
+      if (!problem) problem = Duplicate(walk, list, component);
       if (problem)
         walk.skipped.push_back({component.path, *problem + scope});
       else
@@ -255,7 +277,7 @@ void WalkAddons(Walk &walk, const std::string &directory, const Engine *engine,
   }
   if (depth >= kMaxDepth) return;
   for (const std::string &name : Subdirectories(directory))
-    WalkAddons(walk, directory + "/" + name, engine, list, depth + 1);
+    WalkAddons(walk, listed, directory + "/" + name, engine, list, depth + 1);
 }
 
 void WalkEngineAddons(Walk &walk, Engine &engine) {
@@ -269,14 +291,16 @@ void WalkEngineAddons(Walk &walk, Engine &engine) {
     // Inline add-ons carry no language or priority.
     component.language.clear();
     component.priority = 0;
-    if (!problem) problem = Duplicate(engine.addons, component.brokerString);
+    if (!problem) problem = Duplicate(walk, engine.addons, component);
     if (problem)
       walk.skipped.push_back({component.path, *problem});
     else
       engine.addons.push_back(component);
   }
+  Listed listed;
+  FirstVisit(listed, engine.directory);
   for (const std::string &name : Subdirectories(engine.directory))
-    WalkAddons(walk, engine.directory + "/" + name, &engine, engine.addons, 1);
+    WalkAddons(walk, listed, engine.directory + "/" + name, &engine, engine.addons, 1);
 }
 
 Walk WalkRoot(const std::string &root) {
@@ -286,8 +310,11 @@ Walk WalkRoot(const std::string &root) {
       walk.skipped.push_back({root + "/" + name,
                               "lies directly in the root directory, where "
                               "the broker reads no components"});
+  Listed engineDirectories;
+  FirstVisit(engineDirectories, root);
   for (const std::string &name : Subdirectories(root)) {
     const std::string directory = root + "/" + name;
+    if (!FirstVisit(engineDirectories, directory)) continue;
     const bool shared = name == "shared";
     for (const std::string &file : Files(directory, ".hdr")) {
       Engine engine;
@@ -321,8 +348,10 @@ Walk WalkRoot(const std::string &root) {
   }
   for (Engine &engine : walk.engines)
     WalkEngineAddons(walk, engine);
+  Listed listed;
+  FirstVisit(listed, root + "/shared");
   for (const std::string &name : Subdirectories(root + "/shared"))
-    WalkAddons(walk, root + "/shared/" + name, nullptr, walk.shared, 1);
+    WalkAddons(walk, listed, root + "/shared/" + name, nullptr, walk.shared, 1);
   return walk;
 }
 
@@ -657,18 +686,51 @@ int Resolve(const Options &options) {
 
 // --- check ------------------------------------------------------------------------------------
 
+// The components whose module the library refuses because their DLL value leads out of the
+// root: the library decides, for every component listed whose DLL value climbs.
+std::vector<Skip> ModulesOutsideRoot(const Options &options, const Walk &walk) {
+  std::vector<Skip> refused;
+  Broker broker(options.root);
+  VQRESULT code = 0;
+  const auto ask = [&](BrkObject *object, const Component &component) {
+    // Only a ".." can lead out; the library's lookups are not asked about every component.
+    if (component.dll.find("..") == std::string::npos) return;
+    char *module = nullptr;
+    code = object ? brk_InfoQuery(object, component.brokerString.c_str(), &module) : 0;
+    if (code == BRK_E_MODULE_OUTSIDE_ROOT)
+      refused.push_back({component.path, "DLL leads out of the root, its module is not loaded: " +
+                                             cli::Hex(code) + " " + cli::FamilyMessage(code)});
+    if (module) brk_InfoRelease(object, module);
+  };
+  for (const Engine &engine : walk.engines) {
+    BrkObject *object = broker.Open(engine.brokerString.c_str(), nullptr, &code);
+    ask(object, engine);
+    for (const Component &addon : engine.addons)
+      ask(object, addon);
+  }
+  BrkObject *none = broker.Open(nullptr, nullptr, &code);
+  for (const Component &addon : walk.shared)
+    ask(none, addon);
+  return refused;
+}
+
 int Check(const Options &options) {
   const Walk walk = WalkRoot(options.root);
   for (const Skip &skip : walk.skipped)
+    std::printf("%s: %s\n", skip.path.c_str(), skip.reason.c_str());
+  const std::vector<Skip> outside = ModulesOutsideRoot(options, walk);
+  for (const Skip &skip : outside)
     std::printf("%s: %s\n", skip.path.c_str(), skip.reason.c_str());
   size_t engineAddons = 0;
   for (const Engine &engine : walk.engines)
     engineAddons += engine.addons.size();
   std::printf(
       "%zu header files read; engines: %zu, engine add-ons: %zu, shared add-ons: %zu, "
-      "skipped: %zu\n",
-      walk.read, walk.engines.size(), engineAddons, walk.shared.size(), walk.skipped.size());
-  return walk.skipped.empty() ? cli::kOk : cli::kFailed;
+      "skipped: %zu%s\n",
+      walk.read, walk.engines.size(), engineAddons, walk.shared.size(), walk.skipped.size(),
+      outside.empty() ? ""
+                      : (", modules outside the root: " + std::to_string(outside.size())).c_str());
+  return walk.skipped.empty() && outside.empty() ? cli::kOk : cli::kFailed;
 }
 
 }  // namespace
