@@ -79,7 +79,9 @@ SC_API VQRESULT brk_ObjOpenEx(BrkObject **out, const char *brokerString, const c
                               BrkClass *cls, BrkResolveCallback objectCallback);
 SC_API VQRESULT brk_ObjCloseEx(BrkObject *object);
 
-/* Interfaces: each successful query is paired with one release of the interface pointer. */
+/* Interfaces: each successful query is paired with one release of the interface pointer. A
+ * component whose DLL value leads out of the component root (with "..") is refused with
+ * BRK_E_MODULE_OUTSIDE_ROOT and nothing is loaded. */
 SC_API VQRESULT brk_InterfaceQuery(BrkObject *object, const char *brokerString, uint8_t interfaceId,
                                    SafeHandle *instance, void **interface);
 SC_API VQRESULT brk_InterfaceRelease(BrkObject *object, void *interface);
@@ -107,7 +109,8 @@ SC_API VQRESULT brk_ComponentListRelease(BrkObject *object, BrkComponentList *li
 SC_API VQRESULT brk_BrokerStringQuery(BrkObject *object, const char *componentType,
                                       const char *name, char **out);
 SC_API VQRESULT brk_BrokerStringRelease(BrkObject *object, char *string);
-/* An engine's or add-on's module path, or the broker string that a "/def" string selects. */
+/* An engine's or add-on's module path (BRK_E_MODULE_OUTSIDE_ROOT when it leads out of the
+ * component root), or the broker string that a "/def" string selects. */
 SC_API VQRESULT brk_InfoQuery(BrkObject *object, const char *brokerString, char **out);
 SC_API VQRESULT brk_InfoRelease(BrkObject *object, char *string);
 
