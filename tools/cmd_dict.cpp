@@ -225,10 +225,17 @@ class DictFile {
 
  private:
   int OpenImage(bool writable) {
-    // The view reads nothing beyond the size the image records, which must be in the file.
+    // The view and the loader trust an image: it is checked against the file's bytes first.
     const uint32_t recorded = file_.Word(4);
-    if (recorded > file_.size() || file_.size() < 24)
-      return Fail(path_, "truncated archive image", EDCT_E_CORRUPT);
+    const VQRESULT checked = edct_DctCheckImage(file_.data(), file_.size());
+    if (checked)
+      return Fail(
+          path_,
+          recorded > file_.size() ? "truncated archive image" : "cannot open the archive image",
+          checked);
+    // An image without sections (a lexicon without [SubHeader]) holds nothing to read in
+    // place; it opens as an empty dictionary.
+    if (file_.Word(20) == 0) writable = true;
     const VQRESULT opened = edct_DctOpen(g_vqNullHandle, file_.data(),
                                          writable ? EDCT_OPEN_WRITABLE : EDCT_OPEN_READONLY,
                                          nullptr, nullptr, &handle_);
