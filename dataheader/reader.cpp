@@ -247,9 +247,11 @@ class FileText {
     capacity_ = capacity;
     return true;
   }
+  // Puts the units completed by a read of `bytes` bytes at `from` in host order; a unit whose
+  // first byte came with the read before is completed now.
   void Swap(size_t from, size_t bytes) {
-    auto *at = reinterpret_cast<unsigned char *>(buffer_) + from;
-    for (size_t i = 0; i + 1 < bytes; i += 2)
+    auto *at = reinterpret_cast<unsigned char *>(buffer_);
+    for (size_t i = from & ~size_t{1}; i + 1 < from + bytes; i += 2)
       std::swap(at[i], at[i + 1]);
   }
 

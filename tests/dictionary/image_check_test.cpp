@@ -61,7 +61,7 @@ TEST(ImageCheck, WrittenImagesPassAndOpenBothWays) {
     std::vector<unsigned char> longer(image);
     longer.resize(image.size() + 7, 0xEE);  // bytes after the recorded size are not read
     EXPECT_EQ(Check(longer), 0u);
-    alignas(4) std::vector<uint32_t> aligned(image.size() / 4 + 1);
+    std::vector<uint32_t> aligned(image.size() / 4 + 1);
     std::memcpy(aligned.data(), image.data(), image.size());
     Opened writable(aligned.data(), EDCT_OPEN_WRITABLE);
     if (image.size() == sizeof kEmptyImage) continue;  // the view wants a section
