@@ -149,12 +149,14 @@ class Scan {
     return 0;
   }
   // Whether the listing shows a directory this scan has not listed yet; a listing whose
-  // directory cannot be told counts as new (it lists nothing anyway). *full is set when the
-  // set could not grow.
+  // directory cannot be told counts as new (it lists nothing anyway). False with *full set
+  // when the set could not grow.
   bool IsNew(const plat::DirectoryListing &listing, bool *full) {
     *full = false;
     plat::DirectoryIdentity identity;
-    return !listing.Identity(identity) || !directories_.Insert(identity, full);
+    if (!listing.Identity(identity)) return true;
+    const bool seen = directories_.Insert(identity, full) != nullptr;
+    return !seen && !*full;
   }
   // Appends the record at the tail of the list unless a record there has the same broker
   // string (case included). False when it is refused (*full set when the set could not grow).

@@ -134,8 +134,8 @@ enum class Scan {
 
 // Reads the element that starts at `index` (after blanks) in text[0, end). `final` tells that
 // nothing follows `end`; otherwise running into it asks for more text, and `resume` (when
-// given) keeps how far the search for the closing tag got, for the next try. `index` holds the
-// closing tags of the text up to `end` at least.
+// given) keeps how far the search for the closing tag got, for the next try. `closings` holds
+// the closing tags of the text up to `end` at least.
 Scan ReadElement(const char16_t *text, size_t end, bool final, size_t index, TextIndex &closings,
                  Element &element, size_t *resume = nullptr) {
   const Scan ended = final ? Scan::kNone : Scan::kMore;
