@@ -257,11 +257,11 @@ SC_API void dbg_TraceOut(uint32_t level, const char *module, const char *submodu
  * writes the line "Logging of this Data Type not supported" instead. Nothing happens before
  * dbg_Init() or without `VQ_OUTPATH`.
  *
- * @param[in] module The module of the spec.
- * @param[in] submodule The submodule of the spec.
+ * @param[in] module The module a data file must be registered with.
+ * @param[in] submodule The submodule it must be registered with.
  * @param[in] instance Not used.
- * @param[in] function The function of the spec.
- * @param[in] dataName The data name of the spec.
+ * @param[in] function The function it must be registered with.
+ * @param[in] dataName The data name it must be registered with.
  * @param[in] data The elements, back to back (1, 2 or 4 bytes each by type).
  * @param[in] count The number of elements.
  * @param[in] type One `DBG_TYPE_` value.
@@ -277,11 +277,11 @@ SC_API uint32_t dbg_Output(const char *module, const char *submodule, uintptr_t 
  * the submodule, the instance and the function, then the text `printf` makes of @p format and
  * the arguments, and a line end.
  *
- * @param[in] module The module of the spec.
- * @param[in] submodule The submodule of the spec, also printed.
+ * @param[in] module The module a data file must be registered with.
+ * @param[in] submodule The submodule it must be registered with; also printed.
  * @param[in] instance Printed in hexadecimal.
- * @param[in] function The function of the spec, also printed.
- * @param[in] dataName The data name of the spec.
+ * @param[in] function The function it must be registered with; also printed.
+ * @param[in] dataName The data name it must be registered with.
  * @param[in] format A `printf` format for the arguments that follow.
  * @threadsafety Any thread.
  */
@@ -300,11 +300,11 @@ SC_API void dbg_OutputArg(const char *module, const char *submodule, uintptr_t i
  * A file that ends before its values are read ends the process: it writes "End of file
  * reached : input file not long enough" to the standard output and exits with status -1.
  *
- * @param[in] module The module of the spec.
+ * @param[in] module The module a data file must be registered with.
  * @param[in] submodule Not compared.
  * @param[in] instance Not used.
- * @param[in] function The function of the spec.
- * @param[in] dataName The data name of the spec.
+ * @param[in] function The function it must be registered with.
+ * @param[in] dataName The data name it must be registered with.
  * @param[out] buffer Receives the elements, back to back (1, 2 or 4 bytes each by type); null
  *     reads nothing.
  * @param[in] count The number of elements.
