@@ -257,7 +257,7 @@ SC_API VQRESULT hdrpars_CloseResource(ParserResource *resource);
  * @param[in] resource The resource; null maps nothing.
  * @param[in] offset Where the range starts, in bytes from the resource's base offset.
  * @param[in] length The number of bytes; -1 for the resource's total size (for a file of
- *     unknown size, the whole file); 0 or less maps nothing.
+ *     unknown size, the whole file); 0 or another negative value maps nothing.
  * @param[out] data Receives the address of the bytes, or null when nothing was mapped.
  * @param[out] available Receives how many bytes may be read there; fewer than asked at the end
  *     of a file or block, 0 when the range starts at or past the end.

@@ -9,11 +9,11 @@
  * built-in default resource (heap instance 0, lock instance 0), which needs no opening. The
  * objects so opened keep the Resource: close them all before closing the Resource.
  *
- * A closed Resource is refused by every function that receives its handle
- * (#RSRC_E_INVALID_RESOURCE, or #EDCT_E_INVALID_RESOURCE for an object of the dictionaries that was
- * opened with it); its memory is never read again. Opening and closing take no lock; a Resource may
- * be used by several threads at once, but closing it while another thread opens something with it
- * is a caller error.
+ * The handle of a closed Resource is refused (#RSRC_E_INVALID_RESOURCE) without its memory
+ * being read, and so is an object of the dictionaries that was opened with it
+ * (#EDCT_E_INVALID_RESOURCE). Opening and closing take no lock; a Resource may be used by
+ * several threads at once, but closing it while another thread opens something with it is a
+ * caller error.
  */
 #ifndef SC_RSRC_H
 #define SC_RSRC_H
