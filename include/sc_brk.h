@@ -12,11 +12,11 @@
  * - engines: `ROOT/<dir>/<file>.hdr` whose COMPTYPE is "ASRENGINE", "TTSENGINE" or "FXENGINE"
  *   (case included), read when the class opens;
  * - an engine's add-ons: the `*.hdr`, then the `*.dat` files anywhere below the subdirectories
- *   of its directory, depth first (64 levels at most), read when the first object on the engine opens (and again
- *   at every further open, adding what is new), dropped when its last object closes; an add-on
- *   with an ENGINE element is kept only below the engines whose broker string that value
- *   contains; ADDON elements of the engine's header declare add-ons inline, living in the
- *   engine's module;
+ *   of its directory, depth first (64 levels at most), read when the first object on the
+ *   engine opens (and again at every further open, adding what is new), dropped when its last
+ *   object closes; an add-on with an ENGINE element is kept only below the engines whose
+ *   broker string that value contains; ADDON elements of the engine's header declare add-ons
+ *   inline, living in the engine's module;
  * - shared add-ons: the same below `ROOT/shared/<sub>/`, read when the class opens and reached
  *   by every object.
  *
