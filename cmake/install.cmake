@@ -1,6 +1,7 @@
 # What `cmake --install` puts in place, in three components that become the Debian packages:
 #   Runtime      the library (real file and SONAME link) and its documents
-#   Development  the headers, the CMake package, the pkg-config file and the unversioned link
+#   Development  the headers, the CMake package, the pkg-config file, the unversioned link and
+#                the API reference (when built)
 #   Tools        the speechcommon tool and its man page
 # Every path is relative to the prefix, so an installed tree works wherever it is moved.
 include(CMakePackageConfigHelpers)
@@ -64,6 +65,12 @@ install(FILES ${PROJECT_SOURCE_DIR}/README.md ${PROJECT_SOURCE_DIR}/LICENSE
   ${PROJECT_SOURCE_DIR}/CHANGELOG.md
   DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/doc/speechcommon
   COMPONENT Runtime)
+# The API reference, when it was built (SC_BUILD_DOCS), goes with the headers it describes.
+if(SC_BUILD_DOCS)
+  install(DIRECTORY ${SC_DOCS_HTML}/
+    DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/doc/speechcommon/html
+    COMPONENT Development)
+endif()
 
 if(TARGET speechcommon_cli)
   # The tool finds the library beside it in the installed tree, whatever the prefix.
