@@ -1,7 +1,14 @@
 // The cost of a full safe-handle check and of a guarded lock round trip, each beside a bare
-// std::recursive_mutex lock and unlock in the same run.
+// std::recursive_mutex lock and unlock in the same run; and the memory probes beside the
+// kernel's own exact answers (a copy through process_vm_readv, a fresh read of the map).
 #include <benchmark/benchmark.h>
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <sys/uio.h>
+#include <unistd.h>
 
+#include <cstdio>
+#include <cstring>
 #include <mutex>
 
 #include "speechcommon.h"
@@ -57,5 +64,74 @@ void BM_CheckValidateLockUnlock(benchmark::State &state) {
   delete object;
 }
 BENCHMARK(BM_CheckValidateLockUnlock);
+
+// Probes of 16 bytes that may be used (arg 0) or of an unmapped page (arg 1).
+char *ProbeTarget(int64_t bad) {
+  static char good[64] = "a string of some length, long enough for the probes";
+  static void *gone = [] {
+    void *page = mmap(nullptr, 4096, PROT_READ, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    munmap(page, 4096);
+    return page;
+  }();
+  return bad ? static_cast<char *>(gone) : good;
+}
+
+void BM_ProbeRead(benchmark::State &state) {
+  char *target = ProbeTarget(state.range(0));
+  for (auto _ : state)
+    benchmark::DoNotOptimize(osspi_IsGoodReadPtr(target, 16));
+}
+BENCHMARK(BM_ProbeRead)->Arg(0)->Arg(1);
+
+void BM_ProbeReadKernelCopy(benchmark::State &state) {
+  char *target = ProbeTarget(state.range(0));
+  char copy[16];
+  const pid_t self = getpid();
+  for (auto _ : state) {
+    iovec local{copy, sizeof copy}, remote{target, sizeof copy};
+    benchmark::DoNotOptimize(process_vm_readv(self, &local, 1, &remote, 1, 0));
+  }
+}
+BENCHMARK(BM_ProbeReadKernelCopy)->Arg(0)->Arg(1);
+
+void BM_ProbeWrite(benchmark::State &state) {
+  char *target = ProbeTarget(state.range(0));
+  for (auto _ : state)
+    benchmark::DoNotOptimize(osspi_IsGoodWritePtr(target, 16));
+}
+BENCHMARK(BM_ProbeWrite)->Arg(0)->Arg(1);
+
+// The kernel copies nothing into memory without changing it, so its exact answer for writing
+// is the map as it is now: read whole and searched for the range.
+void BM_ProbeWriteMapsFile(benchmark::State &state) {
+  const auto target = reinterpret_cast<uintptr_t>(ProbeTarget(state.range(0)));
+  static char text[1 << 16];
+  for (auto _ : state) {
+    const int fd = open("/proc/self/maps", O_RDONLY | O_CLOEXEC);
+    size_t held = 0;
+    for (ssize_t got; (got = read(fd, text + held, sizeof text - 1 - held)) > 0;)
+      held += static_cast<size_t>(got);
+    close(fd);
+    text[held] = 0;
+    bool writable = false;
+    for (char *line = text; line && *line;
+         line = std::strchr(line, '\n'), line = line ? line + 1 : line) {
+      unsigned long begin, end;
+      char perms[5];
+      if (std::sscanf(line, "%lx-%lx %4s", &begin, &end, perms) == 3 && begin <= target &&
+          target + 16 <= end)
+        writable = perms[1] == 'w';
+    }
+    benchmark::DoNotOptimize(writable);
+  }
+}
+BENCHMARK(BM_ProbeWriteMapsFile)->Arg(0)->Arg(1);
+
+void BM_ProbeString(benchmark::State &state) {
+  char *target = ProbeTarget(state.range(0));
+  for (auto _ : state)
+    benchmark::DoNotOptimize(osspi_IsGoodStringPtr(target, 64));
+}
+BENCHMARK(BM_ProbeString)->Arg(0)->Arg(1);
 
 }  // namespace
