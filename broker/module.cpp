@@ -5,6 +5,7 @@
 
 #include "broker/registry.h"
 #include "broker/text.h"
+#include "foundation/heap_ptr.h"
 #include "foundation/result.h"
 #include "sc_brk.h"
 #include "sc_safeh.h"
@@ -162,41 +163,27 @@ VQRESULT ModulePath(const BrkObject *object, Engine *engine, Addon *addon, char1
   return *path ? 0 : BRK_E_OUT_OF_MEMORY;
 }
 
-}  // namespace sc::brk
+namespace {
 
-using sc::brk::Addon;
-using sc::brk::Engine;
-using sc::brk::Interface;
-using sc::brk::Module;
-
-extern "C" {
-
-SC_API VQRESULT brk_InterfaceQuery(BrkObject *object, const char *brokerString, uint8_t interfaceId,
-                                   SafeHandle *instance, void **interface) {
-  if (!interface) return BRK_E_INVALID_ARGUMENT;
-  *interface = nullptr;
-  if (!sc::brk::IsOpen(object) || !brokerString || !instance) return BRK_E_INVALID_ARGUMENT;
-  BrkClass *cls = object->cls;
-  char16_t *wide = sc::brk::WideFromBytes(cls->heap, brokerString);
+// The object's own engine when the broker string names it, else the add-on it selects.
+VQRESULT FindComponent(BrkObject *object, const char *brokerString, Engine **engine,
+                       Addon **addon) {
+  const HeapInstance heap = object->cls->heap;
+  auto wide = Owned(heap, WideFromBytes(heap, brokerString));
   if (!wide) return BRK_E_UNEXPECTED;
-  // The object's own engine, or an add-on; resolving may call the callbacks, so it is done
-  // before the lock is taken.
-  Engine *engine = nullptr;
-  Addon *addon = nullptr;
-  VQRESULT result = 0;
-  if (object->engine &&
-      sc::brk::EqualIgnoringCase(sc::brk::View(object->engine->brokerString), sc::brk::View(wide)))
-    engine = object->engine;
+  if (object->engine && EqualIgnoringCase(View(object->engine->brokerString), View(wide.get())))
+    *engine = object->engine;
   else
-    result = sc::brk::Resolve(object, wide, &addon);
-  heap_Free(cls->heap, wide);
-  if (result) return result;
-  if (!engine && !addon) return BRK_E_BROKER_STRING_NOT_FOUND;
+    SC_TRY(Resolve(object, wide.get(), addon));
+  return *engine || *addon ? 0 : BRK_E_BROKER_STRING_NOT_FOUND;
+}
 
-  sc::brk::ClassLock lock(object->cls);
-  result = sc::brk::Load(object, engine, addon);
+// Loads the component's module when needed and hands out one use of the interface.
+VQRESULT GiveInterface(BrkObject *object, Engine *engine, Addon *addon, uint8_t interfaceId,
+                       SafeHandle *instance, void **interface) SC_REQUIRES(*object->cls) {
+  const VQRESULT loaded = Load(object, engine, addon);
   Module *module = addon ? addon->module : engine->module;
-  if (!module) return result;
+  if (!module) return loaded;
   // Id 0 is never taken from the list: every query of it asks the entry point again.
   Interface *entry = module->interfaces;
   Interface **tail = &module->interfaces;
@@ -204,15 +191,15 @@ SC_API VQRESULT brk_InterfaceQuery(BrkObject *object, const char *brokerString, 
     tail = &entry->next;
   if (!entry) {
     void *pointer = nullptr;
-    result = module->entry(interfaceId, &pointer) == 0 ? 0 : BRK_E_INTERFACE_NOT_FOUND;
+    VQRESULT result = module->entry(interfaceId, &pointer) == 0 ? 0 : BRK_E_INTERFACE_NOT_FOUND;
     if (!result) {
       while (*tail)
         tail = &(*tail)->next;
-      entry = sc::brk::NewRecord<Interface>(cls->heap);
+      entry = NewRecord<Interface>(object->cls->heap);
       if (!entry) result = BRK_E_OUT_OF_MEMORY;
     }
     if (result) {
-      if (module->useCount == 0) sc::brk::Unload(object->cls, engine, addon);
+      if (module->useCount == 0) Unload(object->cls, engine, addon);
       return result;
     }
     entry->id = interfaceId;
@@ -226,18 +213,17 @@ SC_API VQRESULT brk_InterfaceQuery(BrkObject *object, const char *brokerString, 
   return 0;
 }
 
-SC_API VQRESULT brk_InterfaceRelease(BrkObject *object, void *interface) {
-  if (!sc::brk::IsOpen(object) || !interface) return BRK_E_INTERFACE_NOT_FOUND;
+// Gives one use of an interface back; the module goes when its last use has.
+VQRESULT TakeInterfaceBack(BrkObject *object, void *interface) SC_REQUIRES(*object->cls) {
   BrkClass *cls = object->cls;
-  sc::brk::ClassLock lock(cls);
   Engine *engine = object->engine;
-  if (engine && engine->module && sc::brk::FindInterface(engine->module, interface)) {
+  if (engine && engine->module && FindInterface(engine->module, interface)) {
     if (engine->module->useCount > 0) --engine->module->useCount;
-    if (engine->module->useCount == 0) sc::brk::Unload(cls, engine, nullptr);
+    if (engine->module->useCount == 0) Unload(cls, engine, nullptr);
     return 0;
   }
-  Addon *addon = engine ? sc::brk::FindGiver(engine->addons, interface) : nullptr;
-  if (!addon) addon = sc::brk::FindGiver(cls->sharedAddons, interface);
+  Addon *addon = engine ? FindGiver(engine->addons, interface) : nullptr;
+  if (!addon) addon = FindGiver(cls->sharedAddons, interface);
   if (!addon) return BRK_E_INTERFACE_NOT_FOUND;
   Module *module = addon->module;
   if (module->useCount > 0) {
@@ -248,8 +234,42 @@ SC_API VQRESULT brk_InterfaceRelease(BrkObject *object, void *interface) {
     }
     --module->useCount;
   }
-  if (module->useCount == 0) sc::brk::Unload(cls, nullptr, addon);
+  if (module->useCount == 0) Unload(cls, nullptr, addon);
   return 0;
+}
+
+}  // namespace
+}  // namespace sc::brk
+
+using sc::brk::Addon;
+using sc::brk::Engine;
+
+extern "C" {
+
+SC_API VQRESULT brk_InterfaceQuery(BrkObject *handle, const char *brokerString, uint8_t interfaceId,
+                                   SafeHandle *instance, void **interface) {
+  if (!interface) return BRK_E_INVALID_ARGUMENT;
+  *interface = nullptr;
+  sc::brk::ObjectRef held = sc::brk::Hold(handle);
+  if (!held || !brokerString || !instance) return BRK_E_INVALID_ARGUMENT;
+  BrkObject *object = held.get();
+  // The object's own engine, or an add-on; resolving may call the callbacks, so it is done
+  // before the lock is taken.
+  Engine *engine = nullptr;
+  Addon *addon = nullptr;
+  SC_TRY(sc::brk::FindComponent(object, brokerString, &engine, &addon));
+  sc::brk::ClassLock lock(object->cls);
+  if (held.closing()) return BRK_E_INVALID_ARGUMENT;
+  return sc::brk::GiveInterface(object, engine, addon, interfaceId, instance, interface);
+}
+
+SC_API VQRESULT brk_InterfaceRelease(BrkObject *handle, void *interface) {
+  sc::brk::ObjectRef held = sc::brk::Hold(handle);
+  if (!held || !interface) return BRK_E_INTERFACE_NOT_FOUND;
+  BrkObject *object = held.get();
+  sc::brk::ClassLock lock(object->cls);
+  if (held.closing()) return BRK_E_INTERFACE_NOT_FOUND;
+  return sc::brk::TakeInterfaceBack(object, interface);
 }
 
 }  // extern "C"
