@@ -215,15 +215,14 @@ VQRESULT GiveInterface(BrkObject *object, Engine *engine, Addon *addon, uint8_t 
 
 // Gives one use of an interface back; the module goes when its last use has.
 VQRESULT TakeInterfaceBack(BrkObject *object, void *interface) SC_REQUIRES(*object->cls) {
-  BrkClass *cls = object->cls;
   Engine *engine = object->engine;
   if (engine && engine->module && FindInterface(engine->module, interface)) {
     if (engine->module->useCount > 0) --engine->module->useCount;
-    if (engine->module->useCount == 0) Unload(cls, engine, nullptr);
+    if (engine->module->useCount == 0) Unload(object->cls, engine, nullptr);
     return 0;
   }
   Addon *addon = engine ? FindGiver(engine->addons, interface) : nullptr;
-  if (!addon) addon = FindGiver(cls->sharedAddons, interface);
+  if (!addon) addon = FindGiver(object->cls->sharedAddons, interface);
   if (!addon) return BRK_E_INTERFACE_NOT_FOUND;
   Module *module = addon->module;
   if (module->useCount > 0) {
@@ -234,7 +233,7 @@ VQRESULT TakeInterfaceBack(BrkObject *object, void *interface) SC_REQUIRES(*obje
     }
     --module->useCount;
   }
-  if (module->useCount == 0) Unload(cls, nullptr, addon);
+  if (module->useCount == 0) Unload(object->cls, nullptr, addon);
   return 0;
 }
 

@@ -112,7 +112,7 @@ inline VQRESULT OpenGuarded(ResourceHandle resource, uint32_t tag, void *object,
 // written the probe's refusal. Nothing is written.
 template <class... Out>
 VQRESULT CheckOut(Out *...out) {
-  if (((out == nullptr) || ...)) return EDCT_E_NULL_POINTER;
+  if ((!out || ...)) return EDCT_E_NULL_POINTER;
   VQRESULT result = 0;
   ((result = result ? result : osspi_IsGoodWritePtr(out, sizeof(Out))), ...);
   return result;
