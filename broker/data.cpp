@@ -43,16 +43,17 @@ VQRESULT OpenNewData(BrkObject &object, Addon *addon, const char16_t *name, BrkD
   DataBlock *block = nullptr;
   SC_TRY(hdrpars_OpenData(name, addon->header, &block));
   auto data = sc::Owned(cls->heap, sc::brk::NewRecord<BrkData>(cls->heap));
-  if (data) data->name = sc::brk::CopyText(cls->heap, View(name));
-  if (data) {
+  auto copy = sc::Owned(cls->heap, data ? sc::brk::CopyText(cls->heap, View(name)) : nullptr);
+  if (copy) {
+    data->name = copy.get();
     data->cls = cls;
     data->classHold = object.classHold;
   }
-  if (!data || !data->name || !sc::live::Add(data.get(), sc::brk::kDataKind, FinalizeData)) {
-    if (data) heap_Free(cls->heap, data->name);
+  if (!copy || !sc::live::Add(data.get(), sc::brk::kDataKind, FinalizeData)) {
     hdrpars_CloseData(block, addon->header);
     return BRK_E_OUT_OF_MEMORY;
   }
+  copy.release();
   sc::live::HoldAgain(data->classHold);
   data->header = addon->header;
   data->block = block;

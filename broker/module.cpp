@@ -3,6 +3,8 @@
 // module when the last one is given back.
 #include "broker/module.h"
 
+#include <memory>
+
 #include "broker/registry.h"
 #include "broker/text.h"
 #include "foundation/heap_ptr.h"
@@ -57,48 +59,46 @@ void Unload(BrkClass *cls, Engine *engine, Addon *addon) SC_REQUIRES(*cls) {
   if (host && host->module && host->module->useCount == 0) Unload(cls, host, nullptr);
 }
 
+// A module record being made; a library it loaded goes with it unless it is attached.
+struct DropModule {
+  HeapInstance heap;
+  void operator()(Module *module) const {
+    if (module->ownLibrary && module->library) plat::LibraryFree(module->library);
+    heap_Free(heap, module);
+  }
+};
+
 // Makes the module record: the library (loaded here, or the host engine's), the entry point
 // named by the component's GETINTERFACE tag, its function table and the initialiser.
 VQRESULT Attach(BrkObject *object, const char16_t *path, Engine *host, Tag *tags, Module *&field) {
   const HeapInstance heap = object->cls->heap;
-  auto *module = NewRecord<Module>(heap);
+  std::unique_ptr<Module, DropModule> module(NewRecord<Module>(heap), DropModule{heap});
   if (!module) return BRK_E_OUT_OF_MEMORY;
   module->ownLibrary = host ? 0 : 1;
   module->host = host;
-  VQRESULT result = 0;
+  module->instance = g_vqNullHandle;
   if (host) {
     module->library = host->module->library;
-  } else if (char *narrow = BytesFromWide(heap, path)) {
-    module->library = plat::LibraryLoad(narrow);
-    heap_Free(heap, narrow);
   } else {
-    result = BRK_E_UNEXPECTED;
+    auto narrow = Owned(heap, BytesFromWide(heap, path));
+    if (!narrow) return BRK_E_UNEXPECTED;
+    module->library = plat::LibraryLoad(narrow.get());
   }
-  if (!result && !module->library) result = BRK_E_CANNOT_LOAD_MODULE;
-  module->instance = g_vqNullHandle;
-  const char16_t *entryName = result ? nullptr : TagValue(tags, kGetInterfaceTag);
-  if (!result && !entryName) result = BRK_E_TAG_NOT_FOUND;
-  if (!result) {
-    char *narrow = BytesFromWide(heap, entryName);
-    if (!narrow) result = BRK_E_OUT_OF_MEMORY;
-    module->entry = reinterpret_cast<BrkGetInterface>(plat::LibrarySymbol(module->library, narrow));
-    heap_Free(heap, narrow);
-    if (!result && !module->entry) result = BRK_E_CANNOT_LOAD_MODULE;
-  }
-  if (!result) {
-    void *table = nullptr;
-    if (Failed(module->entry(0, &table))) result = BRK_E_CANNOT_LOAD_MODULE;
-    module->table = static_cast<BrkModuleTable *>(table);
-  }
-  if (!result && module->table && module->table->initialize &&
+  if (!module->library) return BRK_E_CANNOT_LOAD_MODULE;
+  const char16_t *entryName = TagValue(tags, kGetInterfaceTag);
+  if (!entryName) return BRK_E_TAG_NOT_FOUND;
+  auto narrow = Owned(heap, BytesFromWide(heap, entryName));
+  if (!narrow) return BRK_E_OUT_OF_MEMORY;
+  module->entry =
+      reinterpret_cast<BrkGetInterface>(plat::LibrarySymbol(module->library, narrow.get()));
+  if (!module->entry) return BRK_E_CANNOT_LOAD_MODULE;
+  void *table = nullptr;
+  if (Failed(module->entry(0, &table))) return BRK_E_CANNOT_LOAD_MODULE;
+  module->table = static_cast<BrkModuleTable *>(table);
+  if (module->table && module->table->initialize &&
       Failed(module->table->initialize(object, heap, &module->instance)))
-    result = BRK_E_CANNOT_LOAD_MODULE;
-  if (result) {
-    if (module->ownLibrary && module->library) plat::LibraryFree(module->library);
-    heap_Free(heap, module);
-    return result;
-  }
-  field = module;
+    return BRK_E_CANNOT_LOAD_MODULE;
+  field = module.release();
   return 0;
 }
 
@@ -106,18 +106,16 @@ VQRESULT Attach(BrkObject *object, const char16_t *path, Engine *host, Tag *tags
 VQRESULT Load(BrkObject *object, Engine *engine, Addon *addon) SC_REQUIRES(*object->cls) {
   Module *&field = ModuleField(engine, addon);
   if (field) return 0;
-  char16_t *path = nullptr;
+  char16_t *found = nullptr;
   bool sharesEngine = false;
-  VQRESULT result = ModulePath(object, engine, addon, &path, &sharesEngine);
-  if (result) return result;
+  SC_TRY(ModulePath(object, engine, addon, &found, &sharesEngine));
+  auto path = Owned(object->cls->heap, found);
   Engine *host = sharesEngine ? object->engine : nullptr;
-  if (host) result = Load(object, host, nullptr);
-  if (!result) {
-    result = Attach(object, path, host, addon ? addon->firstTag : engine->header->tags, field);
-    if (result && host && host->module && host->module->useCount == 0)
-      Unload(object->cls, host, nullptr);
-  }
-  heap_Free(object->cls->heap, path);
+  if (host) SC_TRY(Load(object, host, nullptr));
+  const VQRESULT result =
+      Attach(object, path.get(), host, addon ? addon->firstTag : engine->header->tags, field);
+  if (result && host && host->module && host->module->useCount == 0)
+    Unload(object->cls, host, nullptr);
   return result;
 }
 

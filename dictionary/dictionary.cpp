@@ -136,12 +136,13 @@ void CollectWritable(Dictionary *dictionary, const char16_t *key, const EDCT_FIL
 // when memory runs out.
 bool CopyTexts(Resource *resource, const char16_t *description, const char16_t *name,
                char16_t **descriptionCopy, char16_t **nameCopy) {
-  *descriptionCopy = description ? CopyWide(resource, description) : nullptr;
-  *nameCopy = name ? CopyWide(resource, name) : nullptr;
-  if ((!description || *descriptionCopy) && (!name || *nameCopy)) return true;
-  heap_Free(resource->heap, *descriptionCopy);
-  heap_Free(resource->heap, *nameCopy);
-  return false;
+  auto descriptionHeld =
+      Owned(resource->heap, description ? CopyWide(resource, description) : nullptr);
+  auto nameHeld = Owned(resource->heap, name ? CopyWide(resource, name) : nullptr);
+  if ((description && !descriptionHeld) || (name && !nameHeld)) return false;
+  *descriptionCopy = descriptionHeld.release();
+  *nameCopy = nameHeld.release();
+  return true;
 }
 
 // Everything a dictionary holds besides itself and its guard.
