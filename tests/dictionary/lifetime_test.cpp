@@ -1,6 +1,9 @@
 // Handles against closes: a close while other threads use the handle, a callback that closes
-// its own dictionary, and handles kept after a close while new objects open.
+// its own dictionary, and handles kept after a close while new objects open; and out pointers
+// that cannot be written.
 #include <gtest/gtest.h>
+#include <sys/mman.h>
+#include <unistd.h>
 
 #include <atomic>
 #include <set>
@@ -145,6 +148,53 @@ TEST(HandleLifetime, ClosedHandlesNeverReachNewObjects) {
     EXPECT_EQ(edct_DctMgrClose(manager), 0u);
   for (ResourceHandle resource : resources)
     EXPECT_EQ(rsrc_Close(resource), 0u);
+}
+
+// Out pointers that cannot be written are refused with the probe's code before anything is
+// done: no object opened, no count changed, nothing leaked.
+TEST(PointerChecks, OutPointersThatCannotBeWritten) {
+  const int64_t before = sc::testing::LiveBlocks();
+  const long pageSize = sysconf(_SC_PAGESIZE);
+  void *page = mmap(nullptr, pageSize, PROT_READ, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+  ASSERT_NE(page, MAP_FAILED);
+  const auto bad = [page](auto *typed) { return static_cast<decltype(typed)>(page); };
+  {
+    Writable dictionary;
+    ASSERT_EQ(Add(dictionary, u"k", "v"), 0u);
+    SafeHandle manager{}, iterator{};
+    ASSERT_EQ(edct_DctMgrOpen(g_vqNullHandle, &manager), 0u);
+    ASSERT_EQ(edct_DctMgrRegisterDct(manager, dictionary, 0), 0u);
+    ASSERT_EQ(edct_DctItOpen(g_vqNullHandle, dictionary, &iterator), 0u);
+    SafeHandle *handle = nullptr;
+    EDCT_ENTRY **entries = nullptr;
+    EDCT_ENTRY *found = nullptr;
+    uint32_t *number = nullptr, count = 0, size = 64;
+    const char16_t **key = nullptr;
+    const VQRESULT refused[] = {
+        edct_DctOpen(g_vqNullHandle, nullptr, EDCT_OPEN_WRITABLE, nullptr, nullptr, bad(handle)),
+        edct_DctGetEntryData(dictionary, u"k", nullptr, bad(entries), &count),
+        edct_DctGetEntryData(dictionary, u"k", nullptr, &found, bad(number)),
+        edct_DctGetInfo(dictionary, static_cast<EDCT_INFO *>(page)),
+        edct_DctGetCallbackError(dictionary, bad(number)),
+        edct_DctArchive(dictionary, nullptr, bad(number), 0),
+        edct_DctArchive(dictionary, page, &size, 0),
+        edct_DctItOpen(g_vqNullHandle, dictionary, bad(handle)),
+        edct_DctItHasEnded(iterator, bad(number)),
+        edct_DctItCurrent(iterator, bad(key), nullptr, &count, nullptr),
+        edct_DctMgrOpen(g_vqNullHandle, bad(handle)),
+        edct_DctMgrGetRegisteredDcts(manager, bad(handle), &size),
+        edct_DctMgrGetEntryData(manager, u"k", nullptr, &found, &count, bad(handle)),
+    };
+    for (size_t i = 0; i < std::size(refused); ++i)
+      EXPECT_EQ(refused[i], OSSPI_E_INVALID_WRITE_POINTER) << "call " << i;
+    EXPECT_EQ(found, nullptr);
+    EXPECT_EQ(size, 64u);
+    EXPECT_EQ(Lookup(dictionary, u"k"), Data{"v"});
+    EXPECT_EQ(edct_DctItClose(iterator), 0u);
+    EXPECT_EQ(edct_DctMgrClose(manager), 0u);
+  }
+  munmap(page, pageSize);
+  EXPECT_EQ(sc::testing::LiveBlocks(), before);
 }
 
 }  // namespace
