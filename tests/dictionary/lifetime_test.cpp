@@ -16,19 +16,20 @@ namespace {
 
 using namespace edct_test;
 
+SafeHandle OpenWritable() {
+  SafeHandle handle{};
+  EXPECT_EQ(edct_DctOpen(g_vqNullHandle, nullptr, EDCT_OPEN_WRITABLE, nullptr, nullptr, &handle),
+            0u);
+  return handle;
+}
+
 // Four threads add, look up and free entries through whatever dictionary handle is current,
 // while a fifth replaces it by a new dictionary and closes the old one, again and again. A
 // call on a closed dictionary is refused with the invalid-handle code; none may crash or touch
 // freed memory, and nothing may leak.
 TEST(HandleLifetimeThreads, CloseWhileOtherThreadsUseTheHandle) {
   const int64_t before = sc::testing::LiveBlocks();
-  const auto open = [] {
-    SafeHandle handle{};
-    EXPECT_EQ(edct_DctOpen(g_vqNullHandle, nullptr, EDCT_OPEN_WRITABLE, nullptr, nullptr, &handle),
-              0u);
-    return handle.pointer;
-  };
-  std::atomic<void *> current{open()};
+  std::atomic<void *> current{OpenWritable().pointer};
   std::atomic<bool> stop{false};
   std::atomic<int> unexpected{0};
   const auto expect = [&](VQRESULT code, VQRESULT allowed) {
@@ -56,7 +57,7 @@ TEST(HandleLifetimeThreads, CloseWhileOtherThreadsUseTheHandle) {
     });
   }
   for (int round = 0; round < 100; ++round) {
-    void *old = current.exchange(open());
+    void *old = current.exchange(OpenWritable().pointer);
     EXPECT_EQ(edct_DctClose(SafeHandle{old, EDCT_DCT_TAG}), 0u);
     std::this_thread::yield();
   }
@@ -101,9 +102,7 @@ TEST(HandleLifetime, ACallbackClosesItsOwnDictionary) {
 TEST(HandleLifetime, ClosedHandlesNeverReachNewObjects) {
   std::vector<SafeHandle> closed(40);
   for (SafeHandle &dictionary : closed)
-    ASSERT_EQ(
-        edct_DctOpen(g_vqNullHandle, nullptr, EDCT_OPEN_WRITABLE, nullptr, nullptr, &dictionary),
-        0u);
+    dictionary = OpenWritable();
   ResourceHandle closedResource{};
   ASSERT_EQ(rsrc_Open(0, 0, 0, 0, &closedResource), 0u);
   for (SafeHandle dictionary : closed)
@@ -117,9 +116,7 @@ TEST(HandleLifetime, ClosedHandlesNeverReachNewObjects) {
   std::vector<SafeHandle> dictionaries(40), managers(40);
   std::vector<ResourceHandle> resources(900);
   for (SafeHandle &dictionary : dictionaries) {
-    ASSERT_EQ(
-        edct_DctOpen(g_vqNullHandle, nullptr, EDCT_OPEN_WRITABLE, nullptr, nullptr, &dictionary),
-        0u);
+    dictionary = OpenWritable();
     ASSERT_EQ(Add(dictionary, u"mine", "m"), 0u);
   }
   for (SafeHandle &manager : managers)
