@@ -42,9 +42,7 @@ void LockWake(RecursiveLock *lock);
 
 // Returns false when the lock cannot be created (it always can here).
 inline bool LockInit(RecursiveLock *lock) {
-  new (&lock->state) std::atomic<uint32_t>(0);
-  new (&lock->owner) std::atomic<uintptr_t>(0);
-  lock->depth = 0;
+  new (lock) RecursiveLock{};  // free, no owner
   return true;
 }
 inline void LockDestroy(RecursiveLock *) {}
