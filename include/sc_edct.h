@@ -34,6 +34,9 @@
  *   its memory is never read);
  * - #EDCT_E_INVALID_RESOURCE: the Resource the object was opened with has been closed.
  *
+ * Out pointers are checked the same way before anything changes: one that may not be written
+ * is refused with #OSSPI_E_INVALID_WRITE_POINTER.
+ *
  * These are the *handle failures* the functions below refer to. The opens take a
  * ::ResourceHandle (::g_vqNullHandle for the default resource) and pass on the failures of
  * InitRsrcFunction() unchanged (#RSRC_E_INVALID_RESOURCE, #OSSPI_E_INVALID_READ_POINTER,
