@@ -116,6 +116,67 @@ SC_API VQRESULT edct_DctArchive(SafeHandle dictionary, void *buffer, uint32_t *s
  * stream of odd length) is dropped. */
 SC_API VQRESULT edct_DctReadStream(SafeHandle dictionary, EDCT_READSTREAM_FN callback,
                                    uint32_t format, void *user);
+
+/* Why a text stream read stopped: the Reason of an EDCT_STREAM_DIAGNOSTIC. */
+#define EDCT_STREAM_OK 0u                     /* read to the end, or to a [SubHeader] that ends it */
+#define EDCT_STREAM_NO_BYTE_ORDER_MARK 1u     /* a 16-bit stream not starting with U+FEFF */
+#define EDCT_STREAM_NO_HEADER 2u              /* the first line is not [Header] */
+#define EDCT_STREAM_UNKNOWN_SECTION 3u        /* a [...] line that names no section */
+#define EDCT_STREAM_UNKNOWN_KEY 4u            /* a key other than the nine a section knows */
+#define EDCT_STREAM_MISSING_VALUE 5u          /* a key line cut by the end of the stream */
+#define EDCT_STREAM_UNKNOWN_CONTENT 6u        /* a Content value other than EDCT_CONTENT_... */
+#define EDCT_STREAM_UNKNOWN_REPRESENTATION 7u /* a Representation other than EDCT_REPR_... */
+#define EDCT_STREAM_MODEL_TOO_LONG 8u         /* a Model value over 128 UTF-8 bytes */
+#define EDCT_STREAM_SECTION_ORDER 9u          /* a section line where another was expected */
+#define EDCT_STREAM_KIND_MISMATCH 10u         /* an entry whose Content and Representation do not pair */
+#define EDCT_STREAM_BAD_BROAD_NARROWS 11u     /* broad-narrows data not starting with // */
+#define EDCT_STREAM_BAD_HEX 12u               /* user-words data that is not hex byte pairs */
+#define EDCT_STREAM_ENTRY_REFUSED 13u         /* edct_DctAddEntry refused the entry */
+#define EDCT_STREAM_STOPPED 14u               /* no fault of the text: the result code says why */
+
+/* Where and why edct_DctReadStreamEx stopped. Lines and columns count from 1; a column counts
+ * characters (a UTF-8 sequence, a 16-bit unit, a surrogate pair: one each), a tab as one. */
+typedef struct EDCT_STREAM_DIAGNOSTIC {
+  uint32_t Reason;  /* EDCT_STREAM_... */
+  uint32_t Line;    /* the place of the offending text; 0 when there is none (see below) */
+  uint32_t Column;
+  const char *Text; /* the reason in a few English words, static; never null */
+  char Found[128];  /* the offending text as UTF-8, cut to whole characters, or "" */
+} EDCT_STREAM_DIAGNOSTIC;
+
+/**
+ * @brief Reads a text stream into a writable dictionary as edct_DctReadStream does, and says
+ * where reading stopped and why.
+ *
+ * The read itself, its result codes and what it leaves in the dictionary are those of
+ * edct_DctReadStream; only the diagnostic is added. When the read fails on the text, the
+ * diagnostic names the reason, the line and column of the offending token (of the key line,
+ * for an entry that cannot be stored or a value cut by the end of the stream; of the first
+ * character of a bad hex pair) and the token itself. A failure that is no fault of the text
+ * (a failing callback, exhausted memory) gives EDCT_STREAM_STOPPED and the place reached; a
+ * call refused before reading (a bad handle, a read-only dictionary, a null callback, an
+ * unknown format) gives EDCT_STREAM_STOPPED with Line 0. After a read that succeeded, Reason
+ * is EDCT_STREAM_OK and Line is 0, unless a [SubHeader] line ended the stream early (the
+ * stream's [Data] section followed its [Header] directly): then Line and Column point at that
+ * line, whose rest was not read.
+ *
+ * Keeping track of the place costs the read a little time, so edct_DctReadStream does not.
+ *
+ * @param[in] dictionary A writable dictionary.
+ * @param[in] callback The stream's ReadStream callback, as for edct_DctReadStream.
+ * @param[in] format EDCT_FORMAT_UTF8, EDCT_FORMAT_UCS2LE or EDCT_FORMAT_UCS2BE.
+ * @param[in] user Passed to the callback.
+ * @param[out] diagnostic Where and why reading stopped; may be null, and the call is then
+ *   edct_DctReadStream.
+ * @return 0 when the stream was read; EDCT_E_UNKNOWN_FORMAT for a malformed stream or an
+ *   unknown format; EDCT_E_READSTREAM_FAILED when the callback failed;
+ *   EDCT_E_OUT_OF_MEMORY, also for a Model value over 128 bytes; EDCT_E_READ_ONLY;
+ *   EDCT_E_NULL_POINTER for a null callback; EDCT_E_ITERATOR_OPEN; a failure of the handle
+ *   or of edct_DctAddEntry unchanged.
+ */
+SC_API VQRESULT edct_DctReadStreamEx(SafeHandle dictionary, EDCT_READSTREAM_FN callback,
+                                     uint32_t format, void *user,
+                                     EDCT_STREAM_DIAGNOSTIC *diagnostic);
 /* Writes the whole dictionary as a text stream, handing the bytes to the callback in blocks
  * of 1024 (the last one shorter). The 16-bit formats are written in the host's byte order
  * only: the other order gives EDCT_E_NOT_IMPLEMENTED before the callback is called. */
