@@ -58,12 +58,12 @@ void Describe(CLI::App &command, const std::string &path, const std::string &glo
   if (!names.empty()) tables.subcommands[path] = names;
   tables.options[path] = options;
   for (CLI::App *sub : command.get_subcommands([](CLI::App *) { return true; }))
-    Describe(*sub, path.empty() ? sub->get_name() : path + " " + sub->get_name(), global, tables);
+    Describe(*sub, path + " " + sub->get_name(), global, tables);
 }
 
 std::string Script(CLI::App &app) {
   Tables tables;
-  Describe(app, "", "--trace ", tables);
+  Describe(app, "speechcommon", "--trace ", tables);
   std::string script =
       "# bash completion for speechcommon, made by 'speechcommon completion bash'.\n"
       "_speechcommon() {\n"
@@ -81,13 +81,13 @@ std::string Script(CLI::App &app) {
   }
   script +=
       "  # The command so far: the words that name subcommands, skipping option values.\n"
-      "  local path='' word i\n"
+      "  local path=speechcommon word i\n"
       "  for ((i = 1; i < COMP_CWORD; i++)); do\n"
       "    word=${COMP_WORDS[i]}\n"
       "    if [[ -n ${takes[\"$path|$word\"]} ]]; then ((i++)); continue; fi\n"
       "    [[ $word == -- ]] && break\n"
       "    if [[ \" ${subcommands[$path]} \" == *\" $word \"* ]]; then\n"
-      "      path=${path:+$path }$word\n"
+      "      path=\"$path $word\"\n"
       "    fi\n"
       "  done\n"
       "  if [[ -n ${takes[\"$path|$prev\"]} ]]; then\n"
