@@ -17,12 +17,14 @@
 namespace cli {
 namespace {
 
-// What one key's entries give a lexeme, before the language is chosen.
+// What one entry of a key gives a lexeme, before the language is chosen.
 struct Item {
   std::string language;  // "" when the entry's section has none
   std::string alphabet;  // of phonemes
   std::vector<std::string> phonemes;
-  std::string alias;  // when not a phoneme list
+  std::string alias;                // when not a phoneme list
+  std::string leftOut;              // why the entry has no place in the lexicon, if it has none
+  std::vector<std::string> losses;  // what of it the lexicon does not carry
 };
 
 struct Lexeme {
@@ -30,54 +32,45 @@ struct Lexeme {
   std::vector<Item> items;
 };
 
-// The items of every key, in the order keys first appear; what has no place in a lexicon is
-// reported.
-std::vector<Lexeme> Collect(const DictFile &dictionary, const std::string &alphabet,
-                            pls::Reporter &reporter) {
+Item FromEntry(const EDCT_ENTRY &entry, const std::string &alphabet) {
+  Item item{entry.Language ? entry.Language : "", "", {}, "", "", {}};
+  const std::optional<std::string> recorded = pls::AlphabetOf(entry.Model);
+  if (entry.Content == EDCT_CONTENT_BROAD_NARROWS && entry.Representation == EDCT_REPR_SZZ_STRING) {
+    item.alphabet = recorded.value_or(alphabet);
+    if (item.alphabet.empty())
+      item.leftOut =
+          "phonemes whose section records no alphabet are left out (name one with "
+          "--alphabet)";
+    item.phonemes = BroadNarrows(entry);
+    std::erase(item.phonemes, "");
+  } else if (entry.Content == EDCT_CONTENT_ORTHOGRAPHIC) {
+    const std::string data = DataText(entry);
+    item.alias = data.substr(1, data.size() - 2);  // without its quotes
+  } else {
+    item.leftOut = fmt::format("a {} entry has no place in a lexicon and is left out",
+                               ContentName(entry.Content));
+  }
+  if (entry.Engine)
+    item.losses.push_back(
+        fmt::format("the engine {} of an entry is not carried", Quoted(entry.Engine)));
+  if (entry.Model && !recorded)
+    item.losses.push_back(
+        fmt::format("the model {} of an entry is not carried", Quoted(ModelText(entry.Model))));
+  return item;
+}
+
+// The entries of every key, in the order keys first appear.
+std::vector<Lexeme> Collect(const DictFile &dictionary, const std::string &alphabet) {
   std::vector<Lexeme> lexemes;
   std::map<std::string, size_t> index;
-  const VQRESULT walked = Walk(
-      dictionary.handle(),
-      [&](const std::string &key, const EDCT_ENTRY *entries, uint32_t count, bool) {
-        const auto [at, added] = index.emplace(key, lexemes.size());
-        if (added) lexemes.push_back({key, {}});
-        Lexeme &lexeme = lexemes[at->second];
-        const std::string where = fmt::format("{}: key {}", dictionary.path(), Quoted(key));
-        for (uint32_t i = 0; i < count; ++i) {
-          const EDCT_ENTRY &entry = entries[i];
-          Item item{entry.Language ? entry.Language : "", "", {}, ""};
-          const std::optional<std::string> recorded = pls::AlphabetOf(entry.Model);
-          if (entry.Content == EDCT_CONTENT_BROAD_NARROWS &&
-              entry.Representation == EDCT_REPR_SZZ_STRING) {
-            item.alphabet = recorded.value_or(alphabet);
-            if (item.alphabet.empty()) {
-              reporter.Warn(where,
-                            "phonemes whose section records no alphabet are left out "
-                            "(name one with --alphabet)");
-              continue;
-            }
-            item.phonemes = BroadNarrows(entry);
-            item.phonemes.erase(std::remove(item.phonemes.begin(), item.phonemes.end(), ""),
-                                item.phonemes.end());
-            if (item.phonemes.empty()) continue;
-          } else if (entry.Content == EDCT_CONTENT_ORTHOGRAPHIC) {
-            const std::string data = DataText(entry);
-            item.alias = data.substr(1, data.size() - 2);  // without its quotes
-            if (item.alias.empty()) continue;
-          } else {
-            reporter.Warn(where, fmt::format("a {} entry has no place in a lexicon and is left out",
-                                             ContentName(entry.Content)));
-            continue;
-          }
-          if (entry.Engine)
-            reporter.Warn(where, fmt::format("the engine {} of an entry is not carried",
-                                             Quoted(entry.Engine)));
-          if (entry.Model && !recorded)
-            reporter.Warn(where, fmt::format("the model {} of an entry is not carried",
-                                             Quoted(ModelText(entry.Model))));
-          lexeme.items.push_back(std::move(item));
-        }
-      });
+  const VQRESULT walked =
+      Walk(dictionary.handle(),
+           [&](const std::string &key, const EDCT_ENTRY *entries, uint32_t count, bool) {
+             const auto [at, added] = index.emplace(key, lexemes.size());
+             if (added) lexemes.push_back({key, {}});
+             for (uint32_t i = 0; i < count; ++i)
+               lexemes[at->second].items.push_back(FromEntry(entries[i], alphabet));
+           });
   if (walked) throw Failure(dictionary.path() + ": cannot walk it: " + Describe(walked));
   return lexemes;
 }
@@ -85,10 +78,14 @@ std::vector<Lexeme> Collect(const DictFile &dictionary, const std::string &alpha
 // The lexicon's one language: the one asked for, else the only one the entries have.
 std::string Language(const std::vector<Lexeme> &lexemes, const std::string *wanted) {
   if (wanted) return *wanted;
-  std::set<std::string> languages;
+  // The languages of what a lexicon can hold; of everything when it can hold nothing.
+  std::set<std::string> languages, all;
   for (const Lexeme &lexeme : lexemes)
-    for (const Item &item : lexeme.items)
-      if (!item.language.empty()) languages.insert(item.language);
+    for (const Item &item : lexeme.items) {
+      if (!item.language.empty()) all.insert(item.language);
+      if (!item.language.empty() && item.leftOut.empty()) languages.insert(item.language);
+    }
+  if (languages.empty()) languages = all;
   if (languages.size() == 1) return *languages.begin();
   if (languages.empty())
     throw Failure(
@@ -107,17 +104,27 @@ int ExportPls(const std::string &input, const std::string &output, const std::st
               const std::string &alphabet) {
   const DictFile dictionary(input, Encoding::kDetect, false);
   pls::Reporter reporter;
-  std::vector<Lexeme> lexemes = Collect(dictionary, alphabet, reporter);
+  std::vector<Lexeme> lexemes = Collect(dictionary, alphabet);
   const std::string chosen = Language(lexemes, language);
 
-  // Entries of other languages stay out; sections without a language belong to any.
+  // Entries of other languages stay out; sections without a language belong to any. What
+  // the lexicon cannot hold of the rest is reported.
   std::map<std::string, size_t> leftOut;
   std::map<std::string, size_t> alphabets;
   for (Lexeme &lexeme : lexemes) {
+    const std::string where = fmt::format("{}: key {}", input, Quoted(lexeme.grapheme));
     std::erase_if(lexeme.items, [&](const Item &item) {
-      const bool other = !item.language.empty() && item.language != chosen;
-      if (other) ++leftOut[item.language];
-      return other;
+      if (!item.language.empty() && item.language != chosen) {
+        ++leftOut[item.language];
+        return true;
+      }
+      if (!item.leftOut.empty()) {
+        reporter.Warn(where, item.leftOut);
+        return true;
+      }
+      for (const std::string &loss : item.losses)
+        reporter.Warn(where, loss);
+      return item.phonemes.empty() && item.alias.empty();
     });
     for (const Item &item : lexeme.items)
       if (!item.phonemes.empty()) alphabets[item.alphabet] += item.phonemes.size();
