@@ -118,30 +118,47 @@ SC_API VQRESULT edct_DctReadStream(SafeHandle dictionary, EDCT_READSTREAM_FN cal
                                    uint32_t format, void *user);
 
 /* Why a text stream read stopped: the Reason of an EDCT_STREAM_DIAGNOSTIC. */
-#define EDCT_STREAM_OK 0u                     /* read to the end, or to a [SubHeader] that ends it */
-#define EDCT_STREAM_NO_BYTE_ORDER_MARK 1u     /* a 16-bit stream not starting with U+FEFF */
-#define EDCT_STREAM_NO_HEADER 2u              /* the first line is not [Header] */
-#define EDCT_STREAM_UNKNOWN_SECTION 3u        /* a [...] line that names no section */
-#define EDCT_STREAM_UNKNOWN_KEY 4u            /* a key other than the nine a section knows */
-#define EDCT_STREAM_MISSING_VALUE 5u          /* a key line cut by the end of the stream */
-#define EDCT_STREAM_UNKNOWN_CONTENT 6u        /* a Content value other than EDCT_CONTENT_... */
-#define EDCT_STREAM_UNKNOWN_REPRESENTATION 7u /* a Representation other than EDCT_REPR_... */
-#define EDCT_STREAM_MODEL_TOO_LONG 8u         /* a Model value over 128 UTF-8 bytes */
-#define EDCT_STREAM_SECTION_ORDER 9u          /* a section line where another was expected */
-#define EDCT_STREAM_KIND_MISMATCH 10u         /* an entry whose Content and Representation do not pair */
-#define EDCT_STREAM_BAD_BROAD_NARROWS 11u     /* broad-narrows data not starting with // */
-#define EDCT_STREAM_BAD_HEX 12u               /* user-words data that is not hex byte pairs */
-#define EDCT_STREAM_ENTRY_REFUSED 13u         /* edct_DctAddEntry refused the entry */
-#define EDCT_STREAM_STOPPED 14u               /* no fault of the text: the result code says why */
+/** Read to the end, or to the [SubHeader] line that ends a [Data] section right after [Header]. */
+#define EDCT_STREAM_OK 0u
+/** A 16-bit stream that does not start with U+FEFF in the order of its format. */
+#define EDCT_STREAM_NO_BYTE_ORDER_MARK 1u
+/** The first line is not [Header]. */
+#define EDCT_STREAM_NO_HEADER 2u
+/** A [...] line among section keys that names no section. */
+#define EDCT_STREAM_UNKNOWN_SECTION 3u
+/** A section key other than Name, Description, Language, Engine, Model, Content,
+ * Representation, POS and NbrSubDct. */
+#define EDCT_STREAM_UNKNOWN_KEY 4u
+/** A key line cut by the end of the stream before its value. */
+#define EDCT_STREAM_MISSING_VALUE 5u
+/** A Content value other than the names of EDCT_CONTENT_BROAD_NARROWS and the others. */
+#define EDCT_STREAM_UNKNOWN_CONTENT 6u
+/** A Representation value other than the names of EDCT_REPR_SZZ_STRING and the others. */
+#define EDCT_STREAM_UNKNOWN_REPRESENTATION 7u
+/** A Model value longer than 128 bytes in UTF-8. */
+#define EDCT_STREAM_MODEL_TOO_LONG 8u
+/** A section line where another section was expected. */
+#define EDCT_STREAM_SECTION_ORDER 9u
+/** An entry line whose section's Content and Representation do not pair, or lack. */
+#define EDCT_STREAM_KIND_MISMATCH 10u
+/** Broad-narrows data that does not start with //. */
+#define EDCT_STREAM_BAD_BROAD_NARROWS 11u
+/** User-words data that is not hexadecimal byte pairs. */
+#define EDCT_STREAM_BAD_HEX 12u
+/** edct_DctAddEntry refused the entry (its code is the read's result). */
+#define EDCT_STREAM_ENTRY_REFUSED 13u
+/** No fault of the text (a failing callback, exhausted memory, a refused call): the result
+ * code says why. */
+#define EDCT_STREAM_STOPPED 14u
 
-/* Where and why edct_DctReadStreamEx stopped. Lines and columns count from 1; a column counts
+/** Where and why edct_DctReadStreamEx stopped. Lines and columns count from 1; a column counts
  * characters (a UTF-8 sequence, a 16-bit unit, a surrogate pair: one each), a tab as one. */
 typedef struct EDCT_STREAM_DIAGNOSTIC {
-  uint32_t Reason;  /* EDCT_STREAM_... */
-  uint32_t Line;    /* the place of the offending text; 0 when there is none (see below) */
-  uint32_t Column;
-  const char *Text; /* the reason in a few English words, static; never null */
-  char Found[128];  /* the offending text as UTF-8, cut to whole characters, or "" */
+  uint32_t Reason;  /**< EDCT_STREAM_OK or another EDCT_STREAM_ reason */
+  uint32_t Line;    /**< line of the offending text; 0 when there is none */
+  uint32_t Column;  /**< its column */
+  const char *Text; /**< the reason in a few English words, static; never null */
+  char Found[128];  /**< the offending text in UTF-8, cut to whole characters, or "" */
 } EDCT_STREAM_DIAGNOSTIC;
 
 /**

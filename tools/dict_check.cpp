@@ -131,9 +131,8 @@ class LineCheck {
         pendingData_ = 0;
       } else if (continued_) {
         continued_ = HexLine(text, 0);
-      } else if (trimmed == "[Header]" || trimmed == "[SubHeader]") {
-        inData_ = false;
-        sectionLine_ = number_;
+      } else if (!inData_ && (trimmed == "[Header]" || trimmed == "[SubHeader]")) {
+        sectionLine_ = number_;  // in a data section, only the entry key [SubHeader] ends it
       } else if (!inData_ && trimmed == "[Data]") {
         inData_ = true;
         SectionStarts();
