@@ -135,6 +135,10 @@ int main(int argc, char **argv) {
     std::fflush(stdout);
     std::fprintf(stderr, "speechcommon: %s\n", failure.what());
     status = failure.status();
+  } catch (const std::exception &error) {  // exhausted memory, a file system gone wrong
+    std::fflush(stdout);
+    std::fprintf(stderr, "speechcommon: %s\n", error.what());
+    status = cli::kFailed;
   }
   if (trace) dbg_Terminate();
   return status;

@@ -37,7 +37,7 @@ void SetFound(EDCT_STREAM_DIAGNOSTIC &diagnostic, std::string_view text) {
   if (size < text.size())
     while (size > 0 && (static_cast<unsigned char>(text[size]) & 0xC0) == 0x80)
       --size;
-  std::memcpy(diagnostic.Found, text.data(), size);
+  if (size) std::memcpy(diagnostic.Found, text.data(), size);  // an empty view may be null
   diagnostic.Found[size] = 0;
 }
 
@@ -380,8 +380,8 @@ VQRESULT ReadEntryData(Reader &reader, bool *present) {
 constexpr const char *kKindMismatch[] = {
     "Content EDCT_CONTENT_BROAD_NARROWS needs Representation EDCT_REPR_SZZ_STRING; entry",
     "Content EDCT_CONTENT_USERWORDS needs Representation EDCT_REPR_BINARY; entry",
-    "Content EDCT_CONTENT_ORTHOGRAPHIC needs Representation EDCT_REPR_SZ_STRING or "
-    "EDCT_REPR_WSZ_STRING; entry",
+    ("Content EDCT_CONTENT_ORTHOGRAPHIC needs Representation EDCT_REPR_SZ_STRING or "
+     "EDCT_REPR_WSZ_STRING; entry"),
 };
 
 // The entry lines of one data section, each added with the record's attributes. Returns 0
