@@ -3,7 +3,9 @@
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <map>
+#include <set>
 
 #include "tools/cli.h"
 #include "tools/files.h"
@@ -21,7 +23,7 @@ std::string Choices(const CLI::Option &option) {
   return values;
 }
 
-// Bash's $'...' form of a word, which keeps any character as it is.
+// A word in bash's single quotes, which keep every character as it is.
 std::string BashWord(const std::string &text) {
   std::string out = "'";
   for (const char c : text)
@@ -36,6 +38,7 @@ struct Tables {
 void Describe(CLI::App &command, const std::string &path, const std::string &global,
               Tables &tables) {
   std::string names, options = global;
+  std::set<std::string> spelt{global};
   for (CLI::App *sub : command.get_subcommands([](CLI::App *) { return true; }))
     names += (names.empty() ? "" : " ") + sub->get_name();
   for (const CLI::Option *option : command.get_options()) {
@@ -45,14 +48,11 @@ void Describe(CLI::App &command, const std::string &path, const std::string &glo
     for (const std::string &name : option->get_lnames())
       spellings.push_back("--" + name);
     for (const std::string &spelling : spellings) {
-      if (options.find(" " + spelling + " ") == std::string::npos &&
-          !options.starts_with(spelling + " "))
-        options += spelling + " ";
-      if (option->get_expected_min() > 0) {
-        tables.takes[path + "|" + spelling] = "1";
-        const std::string choices = Choices(*option);
-        if (!choices.empty()) tables.choices[path + "|" + spelling] = choices;
-      }
+      if (spelt.insert(spelling).second) options += " " + spelling;
+      if (option->get_expected_min() == 0) continue;  // a flag
+      tables.takes[path + "|" + spelling] = "1";
+      const std::string choices = Choices(*option);
+      if (!choices.empty()) tables.choices[path + "|" + spelling] = choices;
     }
   }
   if (!names.empty()) tables.subcommands[path] = names;
@@ -63,7 +63,7 @@ void Describe(CLI::App &command, const std::string &path, const std::string &glo
 
 std::string Script(CLI::App &app) {
   Tables tables;
-  Describe(app, "speechcommon", "--trace ", tables);
+  Describe(app, "speechcommon", "--trace", tables);
   std::string script =
       "# bash completion for speechcommon, made by 'speechcommon completion bash'.\n"
       "_speechcommon() {\n"

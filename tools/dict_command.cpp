@@ -67,17 +67,18 @@ int Lookup(const DictOptions &options, const Words &given) {
   std::vector<std::unique_ptr<DictFile>> dictionaries;
   for (const std::string &path : options.inputs)
     dictionaries.push_back(std::make_unique<DictFile>(path, Encoding::kDetect, false));
-  DictHandle manager;
-  VQRESULT result = edct_DctMgrOpen(g_vqNullHandle, manager.out());
+  // Closed before the dictionaries (made earlier), which its close unregisters.
+  struct Manager {
+    SafeHandle handle{};
+    ~Manager() {
+      if (handle.pointer) edct_DctMgrClose(handle);
+    }
+  } manager;
+  VQRESULT result = edct_DctMgrOpen(g_vqNullHandle, &manager.handle);
   if (result) throw Failure("cannot open a dictionary manager: " + Describe(result));
-  struct Unregister {  // the manager's close unregisters what it holds
-    SafeHandle manager;
-    ~Unregister() { edct_DctMgrClose(manager); }
-  } unregister{manager.get()};
-  *manager.out() = SafeHandle{};
   // Registered at the end one after the other: the first given is searched first.
   for (const auto &dictionary : dictionaries) {
-    result = edct_DctMgrRegisterDct(unregister.manager, dictionary->handle(), 0);
+    result = edct_DctMgrRegisterDct(manager.handle, dictionary->handle(), 0);
     if (result)
       throw Failure(dictionary->path() + ": cannot register the dictionary: " + Describe(result));
   }
@@ -93,7 +94,7 @@ int Lookup(const DictOptions &options, const Words &given) {
     EDCT_ENTRY *entries = nullptr;
     uint32_t count = 0;
     SafeHandle from{};
-    result = edct_DctMgrGetEntryData(unregister.manager, key.c_str(), filtered ? &filter : nullptr,
+    result = edct_DctMgrGetEntryData(manager.handle, key.c_str(), filtered ? &filter : nullptr,
                                      &entries, &count, &from);
     if (result == EDCT_E_NOT_FOUND) {
       status = kFailed;

@@ -127,7 +127,8 @@ TEST_F(CliDict, BadFilesNameTheFileAndThePlace) {
       "Content = EDCT_CONTENT_ORTHOGRAPHIC\nRepresentation = EDCT_REPR_SZ_STRING\n"
       "[Data]\n";
   for (int i = 8; i < 404; ++i)
-    big += "w" + std::to_string(i) + "\t\"word " + std::to_string(i) + "\"\n";
+    big.append("w").append(std::to_string(i)).append("\t\"word ").append(std::to_string(i)) +=
+        "\"\n";
   big += "[SubHeader]\nContent = EDCT_CONTENT_BOGUS\r\n";
   dir_.Write("big.txt", big);
   std::string wide = "\xFF\xFE";
