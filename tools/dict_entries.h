@@ -3,9 +3,11 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 #include "speechcommon.h"
 #include "tools/output.h"
+#include "tools/text.h"
 
 namespace cli {
 
@@ -39,8 +41,6 @@ template <class Visit>
 VQRESULT Walk(SafeHandle dictionary, Visit visit);
 
 }  // namespace cli
-
-#include "tools/text.h"
 
 template <class Visit>
 VQRESULT cli::Walk(SafeHandle dictionary, Visit visit) {

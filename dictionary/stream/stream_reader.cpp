@@ -500,10 +500,10 @@ VQRESULT DctStream_Input(Reader &reader, const Dictionary &dictionary, EDCT_READ
     }
     reader.input.tracking = reader.diagnostic != nullptr;
     if (!result) result = ReadSections(reader);
-    if (Failed(result))  // no fault of the text, unless a fault was noted already
-      Stop(reader, result, EDCT_STREAM_STOPPED, "reading stopped here", reader.input.here);
     // Name and Description change only once the whole stream has been read.
     if (!result) result = edct_DctSetInfo(reader.dictionary, &reader.header);
+    if (Failed(result))  // no fault of the text, unless a fault was noted already
+      Stop(reader, result, EDCT_STREAM_STOPPED, "reading stopped here", reader.input.here);
     Input_Release(&reader.input);
     Input_Finalize(reader);
   }
