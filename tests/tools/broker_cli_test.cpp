@@ -48,7 +48,8 @@ class BrokerCli : public ::testing::Test {
     Header("tts/v/w/dup.hdr", u"VOICE", u"voice/en/a");
     Header("tts/v/other.hdr", u"FILTER", u"o", T(u"ENGINE", u"asr/x"));
     Header("shared/direct.hdr", u"RULES", u"direct");
-    Header("asr/e.hdr", u"ASRENGINE", u"TTS/E");  // a second engine of that broker string
+    Header("asr/e.hdr", u"ASRENGINE", u"asr/e");
+    Header("asr2/e.hdr", u"ASRENGINE", u"ASR/E");  // a second engine of that broker string
   }
   TempDir dir_;
   const std::string root_ = dir_.Path("root");
