@@ -541,6 +541,92 @@ SC_API VQRESULT edct_DctArchive(SafeHandle dictionary, void *buffer, uint32_t *s
 SC_API VQRESULT edct_DctReadStream(SafeHandle dictionary, EDCT_READSTREAM_FN callback,
                                    uint32_t format, void *user);
 
+/** Read to the end, or to the [SubHeader] line that ends a [Data] section right after [Header]. */
+#define EDCT_STREAM_OK 0u
+/** A 16-bit stream that does not start with U+FEFF in the order of its format. */
+#define EDCT_STREAM_NO_BYTE_ORDER_MARK 1u
+/** The first line is not [Header]. */
+#define EDCT_STREAM_NO_HEADER 2u
+/** A [...] line among section keys that names no section. */
+#define EDCT_STREAM_UNKNOWN_SECTION 3u
+/** A section key other than Name, Description, Language, Engine, Model, Content,
+ * Representation, POS and NbrSubDct. */
+#define EDCT_STREAM_UNKNOWN_KEY 4u
+/** A key line cut by the end of the stream before its value. */
+#define EDCT_STREAM_MISSING_VALUE 5u
+/** A Content value other than the names of EDCT_CONTENT_BROAD_NARROWS and the others. */
+#define EDCT_STREAM_UNKNOWN_CONTENT 6u
+/** A Representation value other than the names of EDCT_REPR_SZZ_STRING and the others. */
+#define EDCT_STREAM_UNKNOWN_REPRESENTATION 7u
+/** A Model value longer than 128 bytes in UTF-8. */
+#define EDCT_STREAM_MODEL_TOO_LONG 8u
+/** A section line where another section was expected. */
+#define EDCT_STREAM_SECTION_ORDER 9u
+/** An entry line whose section's Content and Representation do not pair, or lack. */
+#define EDCT_STREAM_KIND_MISMATCH 10u
+/** Broad-narrows data that does not start with //. */
+#define EDCT_STREAM_BAD_BROAD_NARROWS 11u
+/** User-words data that is not hexadecimal byte pairs. */
+#define EDCT_STREAM_BAD_HEX 12u
+/** edct_DctAddEntry refused the entry (its code is the read's result). */
+#define EDCT_STREAM_ENTRY_REFUSED 13u
+/** No fault of the text (a failing callback, exhausted memory, a refused call): the result
+ * code says why. */
+#define EDCT_STREAM_STOPPED 14u
+
+/** Where and why edct_DctReadStreamEx stopped. Lines and columns count from 1; a column counts
+ * characters (a UTF-8 sequence, a 16-bit unit, a surrogate pair: one each), a tab as one. */
+typedef struct EDCT_STREAM_DIAGNOSTIC {
+  uint32_t Reason;  /**< EDCT_STREAM_OK or another EDCT_STREAM_ reason */
+  uint32_t Line;    /**< line of the offending text; 0 when there is none */
+  uint32_t Column;  /**< its column */
+  const char *Text; /**< the reason in a few English words, static; never null */
+  char Found[128];  /**< the offending text in UTF-8, cut to whole characters, or "" */
+} EDCT_STREAM_DIAGNOSTIC;
+
+/**
+ * @brief Reads a text stream into a writable dictionary as edct_DctReadStream does, and says
+ * where reading stopped and why.
+ *
+ * The read itself, its result codes and what it leaves in the dictionary are those of
+ * edct_DctReadStream; only the diagnostic is added. When the read fails on the text, the
+ * diagnostic names the reason, the line and column of the offending token (of the key line,
+ * for an entry that cannot be stored or a value cut by the end of the stream; of the first
+ * character of a bad hex pair) and the token itself. A failure that is no fault of the text
+ * (a failing callback, exhausted memory) gives EDCT_STREAM_STOPPED and the place reached; a
+ * call refused before reading (a bad handle, a read-only dictionary, a null callback, an
+ * unknown format) gives EDCT_STREAM_STOPPED with Line 0. After a read that succeeded, Reason
+ * is EDCT_STREAM_OK and Line is 0, unless a [SubHeader] line ended the stream early (the
+ * stream's [Data] section followed its [Header] directly): then Line and Column point at that
+ * line, whose rest was not read.
+ *
+ * Keeping track of the place costs the read a little time, so edct_DctReadStream does not.
+ *
+ * @param[in] dictionary A writable dictionary.
+ * @param[in] callback The stream's ReadStream callback, as for edct_DctReadStream.
+ * @param[in] format EDCT_FORMAT_UTF8, EDCT_FORMAT_UCS2LE or EDCT_FORMAT_UCS2BE.
+ * @param[in] user Passed to the callback.
+ * @param[out] diagnostic Where and why reading stopped; may be null, and the call is then
+ *   edct_DctReadStream.
+ * @retval 0 The whole stream was read.
+ * @retval EDCT_E_UNKNOWN_FORMAT An unknown @p format, or a malformed stream (the diagnostic
+ *     says where and why).
+ * @retval EDCT_E_READSTREAM_FAILED The callback returned nonzero.
+ * @retval EDCT_E_NULL_POINTER @p callback is null.
+ * @retval EDCT_E_READ_ONLY A read-only view.
+ * @retval EDCT_E_ITERATOR_OPEN An iterator is open on it.
+ * @retval EDCT_E_OUT_OF_MEMORY Memory ran out, or a Model value passes 128 UTF-8 bytes.
+ * @retval OSSPI_E_INVALID_WRITE_POINTER @p diagnostic is not null and may not be written.
+ * @return Also a failure of edct_DctAddEntry() or a handle or resource failure (see
+ *     @ref edct_handles "handles"), unchanged.
+ * @threadsafety Any thread; the dictionary's lock is held for the whole call, callback calls
+ *     included.
+ * @onfailure As for edct_DctReadStream(); @p diagnostic is filled in.
+ */
+SC_API VQRESULT edct_DctReadStreamEx(SafeHandle dictionary, EDCT_READSTREAM_FN callback,
+                                     uint32_t format, void *user,
+                                     EDCT_STREAM_DIAGNOSTIC *diagnostic);
+
 /**
  * Writes a whole dictionary, writable or read-only, as a text stream (see
  * @ref edct_streams "text streams"): `[Header]` with Name and Description, then per
