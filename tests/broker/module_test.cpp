@@ -108,6 +108,7 @@ TEST_F(BrokerModules, ModulesThatCannotServeLeaveNothingLoaded) {
       {"test/noentry", BRK_E_CANNOT_LOAD_MODULE}, {"test/missing", BRK_E_CANNOT_LOAD_MODULE},
       {"test/data", BRK_E_TAG_NOT_FOUND},         {"test/nogetinterface", BRK_E_TAG_NOT_FOUND},
       {"test/addon", BRK_E_INTERFACE_NOT_FOUND},  {"nothing/here", BRK_E_BROKER_STRING_NOT_FOUND},
+      {"test/null", BRK_E_NOT_PRESENT},           {"test/nullpart", BRK_E_NOT_PRESENT},
       {nullptr, BRK_E_INVALID_ARGUMENT}};
   for (const auto &[brokerString, expected] : cases) {
     void *interface = &interface;
@@ -115,26 +116,35 @@ TEST_F(BrokerModules, ModulesThatCannotServeLeaveNothingLoaded) {
         << (brokerString ? brokerString : "null");
     EXPECT_EQ(interface, nullptr);
   }
-  // Every load that failed (four) or gave no interface unloaded again; the finaliser ran only
-  // after an initialiser that succeeded.
+  // Every load that failed (four) or gave no interface unloaded again, the engine's library
+  // loaded for an add-on living there too; the finaliser ran only after an initialiser that
+  // succeeded.
   const Strings events = TakeEvents();
-  EXPECT_EQ(Count(events, "addon: unload"), 5);
+  EXPECT_EQ(Count(events, "addon: unload"), 6);
   EXPECT_EQ(Count(events, "addon: init bd") + Count(events, "addon: init ad"), 2);
   EXPECT_EQ(Count(events, "addon: fini ad"), 1);
   EXPECT_EQ(Count(events, "addon: fini bd"), 0);
+  for (const char *event : {"engine: fini a5", "engine: fini e1", "engine: unload"})
+    EXPECT_EQ(Count(events, event), 1) << event;
 
-  // A refused id while another interface is held leaves the module loaded; a pointer no
-  // module gave out changes no count.
+  // A refused id while another interface is held leaves the module loaded, and a null one
+  // counts nothing on the engine it shares; a pointer no module gave out changes no count.
   void *held = Query(object, "test/addon", 3);
+  void *engine = Query(object, "test/engine", 1);
   void *interface = nullptr;
   EXPECT_EQ(brk_InterfaceQuery(object, "test/addon", 7, &instance_, &interface),
             BRK_E_INTERFACE_NOT_FOUND);
+  EXPECT_EQ(brk_InterfaceQuery(object, "test/nullpart", 5, &instance_, &interface),
+            BRK_E_NOT_PRESENT);
   static const char never[] = "never";
   EXPECT_EQ(brk_InterfaceRelease(object, const_cast<char *>(never)), BRK_E_INTERFACE_NOT_FOUND);
   EXPECT_EQ(brk_InterfaceRelease(object, nullptr), BRK_E_INTERFACE_NOT_FOUND);
-  EXPECT_EQ(Count(TakeEvents(), "addon: unload"), 0);
+  const Strings whileHeld = TakeEvents();
+  EXPECT_EQ(Count(whileHeld, "addon: unload") + Count(whileHeld, "engine: unload"), 0);
   EXPECT_EQ(brk_InterfaceRelease(object, held), 0u);
-  EXPECT_EQ(Count(TakeEvents(), "addon: unload"), 1);
+  EXPECT_EQ(brk_InterfaceRelease(object, engine), 0u);
+  const Strings released = TakeEvents();
+  EXPECT_EQ(Count(released, "addon: unload") + Count(released, "engine: unload"), 2);
 }
 
 TEST_F(BrokerModules, ModulesAreSharedByTheObjectsOfTheClassAndFoundByInfo) {
