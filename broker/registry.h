@@ -10,6 +10,8 @@ namespace sc::brk {
 
 // Fills the engine list from the headers in the root's immediate subdirectories.
 VQRESULT ScanEngines(BrkClass *cls);
+// The two add-on scans add every new add-on they find, or, when they fail (memory running out
+// included), none.
 // Adds the add-ons found below the shared directory to the shared list.
 VQRESULT ScanSharedAddons(BrkClass *cls);
 // Adds the engine's inline add-ons and those found below its directory to its list.

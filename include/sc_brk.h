@@ -237,10 +237,11 @@ SC_API VQRESULT brk_ClassClose(BrkClass *cls);
  * @retval BRK_E_INVALID_ARGUMENT @p out is null, or @p cls is not an open class.
  * @retval BRK_E_ENGINE_NOT_FOUND No engine has the broker string.
  * @retval BRK_E_UNEXPECTED A string cannot be converted, or the engine's directory cannot.
- * @retval BRK_E_OUT_OF_MEMORY Memory ran out.
+ * @retval BRK_E_OUT_OF_MEMORY Memory ran out, also while reading the engine's add-ons: an open
+ *     never succeeds with an add-on left out.
  * @threadsafety Any thread; the engine's add-ons are read under the class lock.
- * @onfailure @p out holds null (unless it is null itself) and the counts are unchanged; add-ons
- *     read before a failure of the scan stay listed.
+ * @onfailure @p out holds null (unless it is null itself) and the class is as it was: its
+ *     counts, and the engine's add-ons (none of those read before the failure is listed).
  */
 SC_API VQRESULT brk_ObjOpen(BrkObject **out, const char *brokerString, const char *language,
                             BrkClass *cls, BrkResolveCallback objectCallback);
