@@ -141,29 +141,23 @@ void ReadEngineHeader(BrkClass *cls, const char *path, const char *directory, En
 // left out unnoticed.
 VQRESULT ReadAddonFile(BrkClass *cls, const char *path, const char *directory, Engine *engine,
                        Batch &found) {
-  FileStructure *header = nullptr;
-  if (const VQRESULT read = hdrpars_ReadFileHeader(path, &header))
-    return read == HDRPARS_E_OUT_OF_MEMORY ? BRK_E_OUT_OF_MEMORY : 0;
   AddonBeingRead addon(NewRecord<Addon>(cls->heap), DropAddon{cls->heap});
-  if (!addon) {
-    hdrpars_DeleteFileStructure(header);
-    return BRK_E_OUT_OF_MEMORY;
-  }
-  addon->header = header;
-  addon->firstTag = header->tags;
+  if (!addon) return BRK_E_OUT_OF_MEMORY;
+  if (const VQRESULT read = hdrpars_ReadFileHeader(path, &addon->header))
+    return read == HDRPARS_E_OUT_OF_MEMORY ? BRK_E_OUT_OF_MEMORY : 0;
+  Tag *tags = addon->firstTag = addon->header->tags;
   if (engine) {
     // The add-on names the engines it serves; one that names none serves every engine below
     // whose directory it lies.
-    const char16_t *engines = TagValue(header->tags, kEngineTag);
+    const char16_t *engines = TagValue(tags, kEngineTag);
     if (engines && View(engines).find(View(engine->brokerString)) == std::u16string_view::npos)
       return 0;
   }
-  if (!ReadRequiredTags(header->tags, addon->componentType, addon->brokerString, addon->name))
-    return 0;
+  if (!ReadRequiredTags(tags, addon->componentType, addon->brokerString, addon->name)) return 0;
   addon->brokerLength = View(addon->brokerString).size();
-  addon->language = TagValue(header->tags, kLanguageTag);
+  addon->language = TagValue(tags, kLanguageTag);
   // Kept as the 32-bit pattern, so a negative priority ranks above every other.
-  addon->priority = static_cast<uint32_t>(hdr::ParseDecimal(TagValue(header->tags, kPriorityTag)));
+  addon->priority = static_cast<uint32_t>(hdr::ParseDecimal(TagValue(tags, kPriorityTag)));
   // A listed directory always has a wide form: only memory can be missing.
   addon->directory = WideFromBytes(cls->heap, directory);
   if (!addon->directory) return BRK_E_OUT_OF_MEMORY;
