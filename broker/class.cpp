@@ -80,7 +80,8 @@ void FinalizeObject(void *record) {
 VQRESULT FinishClassOpen(ClassBeingOpened cls, const char *rootDirectory, BrkClass **out) {
   cls->rootDirectory = sc::brk::WideFromBytes(cls->heap, rootDirectory);
   if (!cls->rootDirectory) return BRK_E_UNEXPECTED;
-  // What the scans find is the registry; a scan cut short leaves it as far as it came.
+  // What the scans find is the registry. Their outcome is not reported: an engine scan cut
+  // short keeps the engines it read, a shared add-on scan cut short adds none.
   sc::brk::ScanEngines(cls.get());
   sc::brk::ScanSharedAddons(cls.get());
   if (!sc::live::Add(cls.get(), sc::brk::kClassKind, FinalizeClass)) return BRK_E_OUT_OF_MEMORY;
@@ -118,7 +119,8 @@ VQRESULT OpenObject(const sc::brk::ClassRef &cls, const char *brokerString, cons
   if (language && !(object->language = sc::brk::WideFromBytes(heap, language)))
     return BRK_E_UNEXPECTED;
   // The object enters the set before the counts change, so that its failure leaves the
-  // counts and the engine's add-ons as they were; from there on its finaliser owns it.
+  // counts as they were (a failed add-on load adds nothing); from there on its finaliser owns
+  // it.
   sc::live::HoldAgain(cls.entry());
   object->classHold = cls.entry();
   sc::live::Entry *entry = sc::live::Add(object.get(), sc::brk::kObjectKind, FinalizeObject);

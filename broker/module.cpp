@@ -190,6 +190,9 @@ VQRESULT GiveInterface(BrkObject *object, Engine *engine, Addon *addon, uint8_t 
   if (!entry) {
     void *pointer = nullptr;
     VQRESULT result = module->entry(interfaceId, &pointer) == 0 ? 0 : BRK_E_INTERFACE_NOT_FOUND;
+    // A module that answers 0 without an interface is refused here: no release could find a
+    // null pointer again, so its use would hold the module, and the object's engine, for good.
+    if (!result && !pointer) result = BRK_E_NOT_PRESENT;
     if (!result) {
       while (*tail)
         tail = &(*tail)->next;

@@ -1,7 +1,11 @@
 #include "broker/registry.h"
 
+#include <memory>
+#include <utility>
+
 #include "broker/text.h"
 #include "dataheader/wide_text.h"
+#include "foundation/result.h"
 #include "platform/directory.h"
 #include "sc_brk.h"
 
@@ -54,17 +58,16 @@ bool ReadRequiredTags(Tag *first, const char16_t *&type, const char16_t *&broker
   return type && brokerString && name;
 }
 
-// Appends the record at the tail of the list unless a record there has the same broker
-// string (case included): within one list the first reading of a broker string wins.
-bool AddUnlessDuplicate(std::atomic<Addon *> &list, Addon *record) {
+// The link at the tail of the list, or null when a record there has the same broker string
+// (case included): within one list the first reading of a broker string wins.
+std::atomic<Addon *> *TailUnlessListed(std::atomic<Addon *> &list, const Addon *record) {
   const std::u16string_view brokerString(record->brokerString, record->brokerLength);
   std::atomic<Addon *> *link = &list;
   while (Addon *at = link->load(std::memory_order_acquire)) {
-    if (std::u16string_view(at->brokerString, at->brokerLength) == brokerString) return false;
+    if (std::u16string_view(at->brokerString, at->brokerLength) == brokerString) return nullptr;
     link = &at->next;
   }
-  link->store(record, std::memory_order_release);
-  return true;
+  return link;
 }
 
 void FreeAddon(HeapInstance heap, Addon *addon) {
@@ -72,6 +75,43 @@ void FreeAddon(HeapInstance heap, Addon *addon) {
   heap_Free(heap, addon->directory);
   heap_Free(heap, addon);
 }
+
+// An add-on record being read; freed with its header and directory unless handed on.
+struct DropAddon {
+  HeapInstance heap;
+  void operator()(Addon *addon) const { FreeAddon(heap, addon); }
+};
+using AddonBeingRead = std::unique_ptr<Addon, DropAddon>;
+
+// The add-ons one scan finds for a list. They join the list together, at its tail, once the
+// whole scan has succeeded; a scan cut short leaves the list as it was, and readers never see
+// a record of it.
+class Batch {
+ public:
+  Batch(HeapInstance heap, std::atomic<Addon *> &list) : heap_(heap), list_(list) {}
+  ~Batch() { FreeAddons(heap_, found_.load(std::memory_order_relaxed)); }
+  Batch(const Batch &) = delete;
+  Batch &operator=(const Batch &) = delete;
+
+  // Takes the record, unless the list or the batch has its broker string already.
+  void Add(AddonBeingRead record) {
+    std::atomic<Addon *> *link =
+        TailUnlessListed(list_, record.get()) ? TailUnlessListed(found_, record.get()) : nullptr;
+    if (link) link->store(record.release(), std::memory_order_relaxed);
+  }
+  // Links what was found, complete, at the list's tail.
+  void Commit() {
+    std::atomic<Addon *> *tail = &list_;
+    while (Addon *at = tail->load(std::memory_order_acquire))
+      tail = &at->next;
+    tail->store(found_.exchange(nullptr, std::memory_order_relaxed), std::memory_order_release);
+  }
+
+ private:
+  HeapInstance heap_;
+  std::atomic<Addon *> &list_;
+  std::atomic<Addon *> found_{nullptr};
+};
 
 // One engine header in an engine directory. Whatever is wrong with it only skips it.
 void ReadEngineHeader(BrkClass *cls, const char *path, const char *directory, Engine **&tail) {
@@ -96,63 +136,59 @@ void ReadEngineHeader(BrkClass *cls, const char *path, const char *directory, En
   tail = &engine->next;
 }
 
-// One add-on file found in `directory`, for an engine or for the shared list.
-void ReadAddonFile(BrkClass *cls, const char *path, const char *directory, Engine *engine,
-                   std::atomic<Addon *> &list) {
-  FileStructure *header = nullptr;
-  if (hdrpars_ReadFileHeader(path, &header)) return;
+// One add-on file found in `directory`, for an engine or for the shared list. What is wrong
+// with the file only skips it; running out of memory fails the scan, so that no add-on is
+// left out unnoticed.
+VQRESULT ReadAddonFile(BrkClass *cls, const char *path, const char *directory, Engine *engine,
+                       Batch &found) {
+  AddonBeingRead addon(NewRecord<Addon>(cls->heap), DropAddon{cls->heap});
+  if (!addon) return BRK_E_OUT_OF_MEMORY;
+  if (const VQRESULT read = hdrpars_ReadFileHeader(path, &addon->header))
+    return read == HDRPARS_E_OUT_OF_MEMORY ? BRK_E_OUT_OF_MEMORY : 0;
+  Tag *tags = addon->firstTag = addon->header->tags;
   if (engine) {
     // The add-on names the engines it serves; one that names none serves every engine below
     // whose directory it lies.
-    const char16_t *engines = TagValue(header->tags, kEngineTag);
-    if (engines && View(engines).find(View(engine->brokerString)) == std::u16string_view::npos) {
-      hdrpars_DeleteFileStructure(header);
-      return;
-    }
+    const char16_t *engines = TagValue(tags, kEngineTag);
+    if (engines && View(engines).find(View(engine->brokerString)) == std::u16string_view::npos)
+      return 0;
   }
-  auto *addon = NewRecord<Addon>(cls->heap);
-  if (!addon) {
-    hdrpars_DeleteFileStructure(header);
-    return;
-  }
-  addon->header = header;
-  addon->firstTag = header->tags;
-  if (!ReadRequiredTags(header->tags, addon->componentType, addon->brokerString, addon->name)) {
-    FreeAddon(cls->heap, addon);
-    return;
-  }
+  if (!ReadRequiredTags(tags, addon->componentType, addon->brokerString, addon->name)) return 0;
   addon->brokerLength = View(addon->brokerString).size();
-  addon->language = TagValue(header->tags, kLanguageTag);
+  addon->language = TagValue(tags, kLanguageTag);
   // Kept as the 32-bit pattern, so a negative priority ranks above every other.
-  addon->priority = static_cast<uint32_t>(hdr::ParseDecimal(TagValue(header->tags, kPriorityTag)));
+  addon->priority = static_cast<uint32_t>(hdr::ParseDecimal(TagValue(tags, kPriorityTag)));
+  // A listed directory always has a wide form: only memory can be missing.
   addon->directory = WideFromBytes(cls->heap, directory);
-  if (!addon->directory || !AddUnlessDuplicate(list, addon)) FreeAddon(cls->heap, addon);
+  if (!addon->directory) return BRK_E_OUT_OF_MEMORY;
+  found.Add(std::move(addon));
+  return 0;
 }
 
 // Reads the files of one pattern in the directory as add-ons.
 VQRESULT ReadAddonFiles(BrkClass *cls, const char *directory, const char *pattern, Engine *engine,
-                        std::atomic<Addon *> &list) {
+                        Batch &found) {
   plat::DirectoryListing listing(directory);
   while (const char *name = listing.NextMatch(pattern)) {
     HeapString path(cls->heap, JoinPath(cls->heap, directory, name));
     if (!path) return BRK_E_OUT_OF_MEMORY;
-    ReadAddonFile(cls, path.get(), directory, engine, list);
+    SC_TRY(ReadAddonFile(cls, path.get(), directory, engine, found));
   }
   return 0;
 }
 
 // The add-on files of a directory ("*.hdr" first, then "*.dat"), then its subdirectories,
 // depth first.
-VQRESULT ScanAddonDirectory(BrkClass *cls, const char *directory, Engine *engine,
-                            std::atomic<Addon *> &list, int depth) {
-  VQRESULT result = ReadAddonFiles(cls, directory, "*.hdr", engine, list);
-  if (!result) result = ReadAddonFiles(cls, directory, "*.dat", engine, list);
+VQRESULT ScanAddonDirectory(BrkClass *cls, const char *directory, Engine *engine, Batch &found,
+                            int depth) {
+  VQRESULT result = ReadAddonFiles(cls, directory, "*.hdr", engine, found);
+  if (!result) result = ReadAddonFiles(cls, directory, "*.dat", engine, found);
   if (result || depth >= kMaxDepth) return result;
   plat::DirectoryListing listing(directory);
   while (const char *name = listing.NextSubdirectory()) {
     HeapString path(cls->heap, JoinPath(cls->heap, directory, name));
     if (!path) return BRK_E_OUT_OF_MEMORY;
-    result = ScanAddonDirectory(cls, path.get(), engine, list, depth + 1);
+    result = ScanAddonDirectory(cls, path.get(), engine, found, depth + 1);
     if (result) return result;
   }
   return 0;
@@ -160,32 +196,30 @@ VQRESULT ScanAddonDirectory(BrkClass *cls, const char *directory, Engine *engine
 
 // Runs the add-on directory scan on every subdirectory of `directory`; files directly in it
 // are not add-ons.
-VQRESULT ScanSubdirectories(BrkClass *cls, const char *directory, Engine *engine,
-                            std::atomic<Addon *> &list) {
+VQRESULT ScanSubdirectories(BrkClass *cls, const char *directory, Engine *engine, Batch &found) {
   plat::DirectoryListing listing(directory);
   while (const char *name = listing.NextSubdirectory()) {
     HeapString path(cls->heap, JoinPath(cls->heap, directory, name));
     if (!path) return BRK_E_OUT_OF_MEMORY;
-    const VQRESULT result = ScanAddonDirectory(cls, path.get(), engine, list, 1);
+    const VQRESULT result = ScanAddonDirectory(cls, path.get(), engine, found, 1);
     if (result) return result;
   }
   return 0;
 }
 
-void LoadInlineAddons(BrkClass *cls, Engine *engine) {
+VQRESULT LoadInlineAddons(BrkClass *cls, Engine *engine, Batch &found) {
   for (Tag *element = FindTag(engine->header->tags, kAddonTag); element;
        element = FindTag(element->next, kAddonTag)) {
-    auto *addon = NewRecord<Addon>(cls->heap);
-    if (!addon) continue;
+    // A record that cannot be made fails the whole load rather than being skipped.
+    AddonBeingRead addon(NewRecord<Addon>(cls->heap), DropAddon{cls->heap});
+    if (!addon) return BRK_E_OUT_OF_MEMORY;
     addon->firstTag = element->children;
-    if (!ReadRequiredTags(addon->firstTag, addon->componentType, addon->brokerString,
-                          addon->name)) {
-      heap_Free(cls->heap, addon);
+    if (!ReadRequiredTags(addon->firstTag, addon->componentType, addon->brokerString, addon->name))
       continue;
-    }
     addon->brokerLength = View(addon->brokerString).size();
-    if (!AddUnlessDuplicate(engine->addons, addon)) heap_Free(cls->heap, addon);
+    found.Add(std::move(addon));
   }
+  return 0;
 }
 
 bool LanguagePasses(const char16_t *wanted, const char16_t *offered) {
@@ -280,14 +314,20 @@ VQRESULT ScanSharedAddons(BrkClass *cls) {
   HeapString shared(cls->heap, BytesFromWide(cls->heap, widePath));
   heap_Free(cls->heap, widePath);
   if (!shared) return BRK_E_UNEXPECTED;
-  return ScanSubdirectories(cls, shared.get(), nullptr, cls->sharedAddons);
+  Batch found(cls->heap, cls->sharedAddons);
+  SC_TRY(ScanSubdirectories(cls, shared.get(), nullptr, found));
+  found.Commit();
+  return 0;
 }
 
 VQRESULT LoadEngineAddons(BrkClass *cls, Engine *engine) {
-  LoadInlineAddons(cls, engine);
+  Batch found(cls->heap, engine->addons);
+  SC_TRY(LoadInlineAddons(cls, engine, found));
   HeapString directory(cls->heap, BytesFromWide(cls->heap, engine->directory));
   if (!directory) return BRK_E_UNEXPECTED;
-  return ScanSubdirectories(cls, directory.get(), engine, engine->addons);
+  SC_TRY(ScanSubdirectories(cls, directory.get(), engine, found));
+  found.Commit();
+  return 0;
 }
 
 Engine *FindEngine(const BrkClass *cls, std::u16string_view brokerString) {

@@ -113,7 +113,8 @@ typedef int (*BrkResolveCallback)(const char *brokerString, uint32_t zero,
  * @param[in] interfaceId 0 for the module's ::BrkModuleTable, else the number of an interface.
  * @param[out] out Receives the table's address (id 0) or the interface.
  * @return For id 0 any success; for other ids exactly 0 when the interface is written, any
- *     other value when the module has no such interface.
+ *     other value when the module has no such interface. A null interface written with 0 is
+ *     refused (brk_InterfaceQuery() fails with #BRK_E_NOT_PRESENT).
  */
 typedef VQRESULT (*BrkGetInterface)(uint32_t interfaceId, void **out);
 
@@ -236,10 +237,11 @@ SC_API VQRESULT brk_ClassClose(BrkClass *cls);
  * @retval BRK_E_INVALID_ARGUMENT @p out is null, or @p cls is not an open class.
  * @retval BRK_E_ENGINE_NOT_FOUND No engine has the broker string.
  * @retval BRK_E_UNEXPECTED A string cannot be converted, or the engine's directory cannot.
- * @retval BRK_E_OUT_OF_MEMORY Memory ran out.
+ * @retval BRK_E_OUT_OF_MEMORY Memory ran out, also while reading the engine's add-ons: an open
+ *     never succeeds with an add-on left out.
  * @threadsafety Any thread; the engine's add-ons are read under the class lock.
- * @onfailure @p out holds null (unless it is null itself) and the counts are unchanged; add-ons
- *     read before a failure of the scan stay listed.
+ * @onfailure @p out holds null (unless it is null itself) and the class is as it was: its
+ *     counts, and the engine's add-ons (none of those read before the failure is listed).
  */
 SC_API VQRESULT brk_ObjOpen(BrkObject **out, const char *brokerString, const char *language,
                             BrkClass *cls, BrkResolveCallback objectCallback);
@@ -308,6 +310,9 @@ SC_API VQRESULT brk_ObjCloseEx(BrkObject *object);
  *     exported, or it or the initialiser fails; nothing stays loaded.
  * @retval BRK_E_INTERFACE_NOT_FOUND The entry point has no interface of that number; a module
  *     loaded only for this query is unloaded again.
+ * @retval BRK_E_NOT_PRESENT The entry point answered 0 but wrote a null interface (a faulty
+ *     module); as for a refused number, nothing is counted and a module loaded only for this
+ *     query (with its engine's, for an add-on living there) is unloaded again.
  * @retval BRK_E_UNEXPECTED A string cannot be converted.
  * @retval BRK_E_OUT_OF_MEMORY Memory ran out.
  * @threadsafety Any thread; resolution runs without the class lock (callbacks may be asked),

@@ -167,9 +167,9 @@ void ForEachFailingAllocation(std::initializer_list<VQRESULT> allowed, Attempt a
 }
 
 // The installation most tests use: an engine with code and an inline add-on; below it add-ons
-// in a module of their own, in the engine's library, entry points that cannot serve, data and
-// a voice; shared add-ons, data and 17 voices of which voice/h ranks highest; an engine
-// without code beside it.
+// in a module of their own, in the engine's library, entry points that cannot serve or give
+// null, data and a voice; shared add-ons, data and 17 voices of which voice/h ranks highest; an
+// engine without code beside it.
 inline const std::string kIndex = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwx";  // 50
 inline void Install(const Root &root) {
   root.Install(BRKTEST_ENGINE, "eng/libengine.so");
@@ -190,6 +190,8 @@ inline void Install(const Root &root) {
   addon("addon", u"libaddon.so", u"AddonGetInterface");
   addon("bare", u"libaddon.so", u"BareGetInterface");
   addon("refuse", u"libaddon.so", u"RefuseGetInterface");
+  addon("null", u"libaddon.so", u"NullGetInterface");
+  addon("nullpart", u"ENGINE", u"NullPartGetInterface");
   addon("badinit", u"libaddon.so", u"BadInitGetInterface");
   addon("noentry", u"libaddon.so", u"Absent");
   addon("nogetinterface", u"libaddon.so", u"");
