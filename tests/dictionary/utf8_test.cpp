@@ -3,9 +3,9 @@
 #include <random>
 #include <string>
 
-#include "dictionary/utf8.h"
+#include "platform/text.h"
 
-namespace sc::edct {
+namespace sc::plat {
 namespace {
 
 // Each conversion must write exactly the count its size function announced, the terminator
@@ -85,4 +85,4 @@ TEST(Utf8, ComparisonAgreesWithDecoding) {
 }
 
 }  // namespace
-}  // namespace sc::edct
+}  // namespace sc::plat
