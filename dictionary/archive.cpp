@@ -7,6 +7,7 @@
 #include <cstring>
 #include <string>
 
+#include "dictionary/store_cursor.h"
 #include "platform/text.h"
 #include "sc_edct.h"
 #include "sc_heap.h"

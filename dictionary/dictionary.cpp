@@ -7,6 +7,7 @@
 
 #include "dictionary/archive.h"
 #include "dictionary/image_view.h"
+#include "dictionary/key_tree.h"
 #include "foundation/live_set.h"
 #include "foundation/resource.h"
 #include "sc_edct.h"

@@ -5,6 +5,7 @@
 
 #include "dictionary/dictionary.h"
 #include "dictionary/image_view.h"
+#include "dictionary/store_cursor.h"
 #include "foundation/live_set.h"
 #include "foundation/resource.h"
 #include "platform/text.h"

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "dictionary/entry_store.h"
+#include "dictionary/key_tree.h"
 #include "foundation/resource.h"
 #include "sc_edct.h"
 #include "test_util.h"
