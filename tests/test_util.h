@@ -1,18 +1,26 @@
-// Helpers shared by the test suites.
+// Helpers shared by the test suites: the loop over failing allocations and temporary
+// directories.
 #pragma once
 
 #include <gtest/gtest.h>
 
 #include <cstdint>
+#include <filesystem>
+#include <fstream>
 #include <functional>
+#include <iterator>
+#include <random>
+#include <string>
+#include <string_view>
 
 #include "foundation/alloc.h"
 
 namespace sctest {
 
-// Runs `operation` with the 1st, 2nd, ... allocation failing until it succeeds. After each
-// refused attempt `expectFailure` checks the outcome and `undo` is not called; the number of
-// blocks held must be back where it was. Returns how many attempts failed.
+// Runs `operation` with the 1st, 2nd, ... allocation failing until an attempt meets no
+// failure; that attempt must give 0. Every refused attempt must give `expectedCode`, then
+// `afterFailure` (when given) checks what it left, and the number of blocks held must be back
+// where it was. Returns how many attempts were refused.
 inline int ForEachAllocationFailure(const std::function<uint32_t()> &operation,
                                     uint32_t expectedCode,
                                     const std::function<void()> &afterFailure = {}) {
@@ -29,6 +37,7 @@ inline int ForEachAllocationFailure(const std::function<uint32_t()> &operation,
     EXPECT_EQ(result, expectedCode) << "with allocation " << nth << " failing";
     if (afterFailure) afterFailure();
     EXPECT_EQ(sc::testing::LiveBlocks(), before) << "leak with allocation " << nth << " failing";
+    if (::testing::Test::HasFatalFailure()) return -1;
   }
   ADD_FAILURE() << "operation never succeeded";
   return -1;
@@ -38,5 +47,40 @@ inline int ForEachAllocationFailure(const std::function<uint32_t()> &operation,
 struct AllocationFailureGuard {
   ~AllocationFailureGuard() { sc::testing::FailNthAllocation(0); }
 };
+
+// A fresh temporary directory, removed with everything in it at the end of the scope.
+class TempDir {
+ public:
+  TempDir() { std::filesystem::create_directories(path_); }
+  ~TempDir() {
+    std::error_code ignored;
+    std::filesystem::remove_all(path_, ignored);
+  }
+  TempDir(const TempDir &) = delete;
+  TempDir &operator=(const TempDir &) = delete;
+
+  // The directory itself, or a path below it.
+  std::string Path(const std::string &relative = "") const {
+    return relative.empty() ? path_.string() : (path_ / relative).string();
+  }
+  // Writes the file, making the directories on its way, and returns its path.
+  std::string Write(const std::string &relative, std::string_view bytes) const {
+    const std::string path = Path(relative);
+    std::filesystem::create_directories(std::filesystem::path(path).parent_path());
+    std::ofstream(path, std::ios::binary).write(bytes.data(), std::streamsize(bytes.size()));
+    return path;
+  }
+
+ private:
+  std::filesystem::path path_ =
+      std::filesystem::temp_directory_path() / ("sctest_" + std::to_string(std::random_device{}()) +
+                                                "_" + std::to_string(std::random_device{}()));
+};
+
+// The whole file, empty when it cannot be read.
+inline std::string ReadFile(const std::string &path) {
+  std::ifstream in(path, std::ios::binary);
+  return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+}
 
 }  // namespace sctest

@@ -40,8 +40,7 @@ inline std::u16string Code(std::u16string_view dll, std::u16string_view entry) {
 }
 
 // A temporary root directory, filled by the test.
-struct Root : hdrtest::TempDir {
-  std::string Path(const std::string &relative = "") const { return File(relative); }
+struct Root : sctest::TempDir {
   void Header(const std::string &relative, std::u16string_view body,
               std::string_view tail = "") const {
     Write(relative, hdrtest::HeaderFile(body, tail));
@@ -62,8 +61,8 @@ struct Root : hdrtest::TempDir {
   }
   // Copies a built component module into the tree.
   void Install(const char *module, const std::string &relative) const {
-    std::filesystem::create_directories(std::filesystem::path(File(relative)).parent_path());
-    std::filesystem::copy_file(module, File(relative),
+    std::filesystem::create_directories(std::filesystem::path(Path(relative)).parent_path());
+    std::filesystem::copy_file(module, Path(relative),
                                std::filesystem::copy_options::overwrite_existing);
   }
 };

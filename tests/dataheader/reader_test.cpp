@@ -38,7 +38,7 @@ class ReaderTest : public ::testing::Test {
     hdrpars_DeleteFileStructure(structure);
     return tree;
   }
-  TempDir dir_;
+  sctest::TempDir dir_;
 };
 
 TEST_F(ReaderTest, GrammarOfElementsAndChildren) {
@@ -102,8 +102,8 @@ TEST_F(ReaderTest, TruncatedFilesFailCleanlyAtEveryLength) {
 }
 
 TEST_F(ReaderTest, FindTagSearchesOneLevel) {
-  FileStructure *structure = dir_.Read(HeaderFile(u"<A>1</A><P> <X>1</X>\r\n</P><A>2</A>"));
-  EXPECT_EQ(Ascii(structure->path), dir_.File("h"));
+  FileStructure *structure = ReadHeader(dir_, HeaderFile(u"<A>1</A><P> <X>1</X>\r\n</P><A>2</A>"));
+  EXPECT_EQ(Ascii(structure->path), dir_.Path("h"));
   Tag *p = structure->tags->next;
   EXPECT_EQ(Ascii(p->value), "<X>1</X>");  // the inner text, children included
   const auto find = [](Tag *first, const char16_t *name) {
@@ -118,7 +118,7 @@ TEST_F(ReaderTest, FindTagSearchesOneLevel) {
   EXPECT_EQ(hdrpars_FindTag(structure->tags, u"A", nullptr), HDRPARS_E_INVALID_ARGUMENT);
   hdrpars_DeleteFileStructure(structure);
   // Failures outside the text.
-  EXPECT_EQ(hdrpars_ReadFileHeader(dir_.File("missing").c_str(), &structure), HDRPARS_E_FILE_OPEN);
+  EXPECT_EQ(hdrpars_ReadFileHeader(dir_.Path("missing").c_str(), &structure), HDRPARS_E_FILE_OPEN);
   EXPECT_EQ(hdrpars_ReadFileHeader(nullptr, &structure), HDRPARS_E_INVALID_ARGUMENT);
   EXPECT_EQ(hdrpars_ReadFileHeader("x", nullptr), HDRPARS_E_INVALID_ARGUMENT);
 }
@@ -126,7 +126,7 @@ TEST_F(ReaderTest, FindTagSearchesOneLevel) {
 TEST(DataHeaderCorpus, EveryFileKeepsItsPromises) {
   int files = 0;
   for (const auto &entry : std::filesystem::directory_iterator(SC_FUZZ_CORPUS)) {
-    const std::string bytes = ReadBytes(entry.path().string());
+    const std::string bytes = sctest::ReadFile(entry.path().string());
     std::string problem;
     EXPECT_TRUE(sc::fuzz::CheckDataHeaderInput(reinterpret_cast<const uint8_t *>(bytes.data()),
                                                bytes.size(), problem))

@@ -18,7 +18,7 @@ class WriterTest : public ::testing::Test {
  protected:
   // A structure read from a file made of `body`, to be written to out.hdr.
   FileStructure *Structure(std::u16string_view body) {
-    FileStructure *structure = dir_.Read(HeaderFile(body), "in");
+    FileStructure *structure = ReadHeader(dir_, HeaderFile(body), "in");
     sc::RawFree(structure->path);
     structure->path = sc::hdr::WidePathFromBytes(path_.c_str());
     return structure;
@@ -57,20 +57,21 @@ class WriterTest : public ::testing::Test {
          u"</HEADER>\r\n<BINARYDATA>") +
       kOne + "two!!!" + Le(u"</BINARYDATA>\r\n</VQS>");
 
-  TempDir dir_;
-  const std::string path_ = dir_.File("out.hdr");
+  sctest::TempDir dir_;
+  const std::string path_ = dir_.Path("out.hdr");
 };
 
 TEST_F(WriterTest, WritesTheExactBytes) {
   FileStructure *structure = TwoBlocks();
   ASSERT_EQ(hdrpars_WriteFile(structure), 0u);
-  EXPECT_EQ(ReadBytes(path_), kTwoBlocksFile);
+  EXPECT_EQ(sctest::ReadFile(path_), kTwoBlocksFile);
   hdrpars_DeleteFileStructure(structure);
 
   structure = Structure(u"<A> as <is> </A>");  // no blocks: no BINARYDATA part
   ASSERT_EQ(hdrpars_WriteFile(structure), 0u);
-  EXPECT_EQ(ReadBytes(path_), "\xFF\xFE" + Le(u"<VQS>\r\n<VERSION>VQ_1.0</VERSION>\r\n<HEADER>\r\n"
-                                              u"  <A>as <is></A>\r\n</HEADER>\r\n</VQS>"));
+  EXPECT_EQ(sctest::ReadFile(path_),
+            "\xFF\xFE" + Le(u"<VQS>\r\n<VERSION>VQ_1.0</VERSION>\r\n<HEADER>\r\n"
+                            u"  <A>as <is></A>\r\n</HEADER>\r\n</VQS>"));
   hdrpars_DeleteFileStructure(structure);
 }
 
@@ -132,7 +133,7 @@ TEST_F(WriterTest, OutOfMemoryWhileReadingAndPlacingBlocks) {
     ASSERT_EQ(result, failed ? HDRPARS_E_OUT_OF_MEMORY : 0u) << nth;
     if (!failed) break;
   }
-  EXPECT_EQ(ReadBytes(path_), kTwoBlocksFile);
+  EXPECT_EQ(sctest::ReadFile(path_), kTwoBlocksFile);
 }
 
 TEST_F(WriterTest, PrintShowsTheTreeAsUtf8) {

@@ -50,7 +50,7 @@ TEST_F(DbgTraceTest, SubModActiveNeedsBothLists) {
 }
 
 TEST_F(DbgTraceTest, DefaultPrefixLinesCharacterForCharacter) {
-  Write(Log(), "left over from an earlier run\n");
+  dir_.Write("trace.log", "left over from an earlier run\n");
   StartLogging("full", nullptr);
   dbg_TraceIn(2, "EDCTSPI", "DctStrm", 0, "Input_Initialize", "stream.cpp", 980);
   dbg_TraceOut(2, "EDCTSPI", "DctStrm", 0, "Input_Initialize", "stream.cpp", 980);

@@ -41,8 +41,8 @@ class BrokerCli : public ::testing::Test {
                                    (brokerString.empty() ? u"" : T(u"BROKERSTRING", brokerString)) +
                                    T(u"NAME", u"N") + std::u16string(more)));
   }
-  hdrtest::TempDir dir_;
-  const std::string root_ = dir_.File("root");
+  sctest::TempDir dir_;
+  const std::string root_ = dir_.Path("root");
 };
 
 TEST_F(BrokerCli, ListAndResolve) {

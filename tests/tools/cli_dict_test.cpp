@@ -17,10 +17,11 @@ class CliDict : public DbgTest {
  protected:
   void SetUp() override {
     DbgTest::SetUp();
-    Write(Path("main.txt"), kMain);
-    Write(Path("over.txt"),
-          "[Header]\nName = Over\n[SubHeader]\nLanguage = en\nContent = "
-          "EDCT_CONTENT_ORTHOGRAPHIC\nRepresentation = EDCT_REPR_SZ_STRING\n[Data]\nDr.\tdrive\n");
+    dir_.Write("main.txt", kMain);
+    dir_.Write(
+        "over.txt",
+        "[Header]\nName = Over\n[SubHeader]\nLanguage = en\nContent = "
+        "EDCT_CONTENT_ORTHOGRAPHIC\nRepresentation = EDCT_REPR_SZ_STRING\n[Data]\nDr.\tdrive\n");
   }
   std::string Get(const std::string &name) const { return Read(Path(name)); }
   // Runs "speechcommon dict" with the words of a line ("@name" stands for a file of the
@@ -70,8 +71,8 @@ TEST_F(CliDict, CompileDescribeListDecompileAndConvert) {
   Dict("compile @be.txt -o @again.img", 0);
   EXPECT_EQ(Get("again.img"), Get("main.img"));
   // Loading reverses the two items of b; a second round puts them back.
-  Write(Path("worked.img"), std::string(reinterpret_cast<const char *>(edct_test::kWorkedExample),
-                                        sizeof edct_test::kWorkedExample));
+  dir_.Write("worked.img", std::string(reinterpret_cast<const char *>(edct_test::kWorkedExample),
+                                       sizeof edct_test::kWorkedExample));
   Dict("convert @worked.img @copy.img", 0);
   EXPECT_NE(Get("copy.img"), Get("worked.img"));
   Dict("convert @copy.img @back.img", 0);
@@ -103,9 +104,9 @@ TEST_F(CliDict, LookupByPriorityAndFilters) {
 }
 
 TEST_F(CliDict, BadFilesAndCommandLines) {
-  Write(Path("broken.txt"), "[Header]\nColour = blue\n");
-  Write(Path("short.img"), std::string("\3\0\0\0\xFF\0\0\0", 8) + std::string(24, '\0'));
-  Write(Path("corrupt.img"), std::string("\3\0\0\0\x20\0\0\0\1\0\0\0", 12) + std::string(20, '\0'));
+  dir_.Write("broken.txt", "[Header]\nColour = blue\n");
+  dir_.Write("short.img", std::string("\3\0\0\0\xFF\0\0\0", 8) + std::string(24, '\0'));
+  dir_.Write("corrupt.img", std::string("\3\0\0\0\x20\0\0\0\1\0\0\0", 12) + std::string(20, '\0'));
   std::filesystem::create_directory(Path("folder"));
   const std::pair<std::string, std::string> files[] = {
       {"missing.txt", "missing.txt: cannot open: No such file or directory"},

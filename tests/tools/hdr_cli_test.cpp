@@ -23,8 +23,8 @@ Args Words(const std::string &text) {
 
 class HdrCliTest : public ::testing::Test {
  protected:
-  std::string Path(const std::string &name) { return dir_.File(name); }
-  hdrtest::TempDir dir_;
+  std::string Path(const std::string &name) { return dir_.Path(name); }
+  sctest::TempDir dir_;
 };
 
 TEST_F(HdrCliTest, PackShowExtract) {
@@ -51,7 +51,7 @@ TEST_F(HdrCliTest, PackShowExtract) {
                          "  model        offset 0          size 70000\n"
                          "  small        offset 70000      size 4\n");
   EXPECT_EQ(RunTool({"hdr", "extract", file, "model", "-o", Path("m.out")}).status, 0);
-  EXPECT_EQ(hdrtest::ReadBytes(Path("m.out")), model);
+  EXPECT_EQ(sctest::ReadFile(Path("m.out")), model);
   run = RunTool({"hdr", "extract", file, "small"});
   EXPECT_EQ(run.status, 0);
   EXPECT_EQ(run.out, "tiny");
@@ -97,7 +97,7 @@ TEST_F(HdrCliTest, RefusalsAndUsage) {
     EXPECT_FALSE(std::filesystem::exists(out)) << elements;
   }
   EXPECT_EQ(RunTool({"hdr", "pack", data, "-d", "d=" + data}).status, 1);
-  EXPECT_EQ(hdrtest::ReadBytes(data), "x");
+  EXPECT_EQ(sctest::ReadFile(data), "x");
   for (const char *args : {"hdr pack o -t NOVALUE", "hdr pack o -b A", "hdr pack o -t A/=1"}) {
     run = RunTool(Words(args));
     EXPECT_EQ(run.status, 2) << args;
