@@ -1,9 +1,12 @@
 // Arbitrary bytes as a dictionary text stream. The first byte picks the encoding, the second
 // seeds the sizes of the pieces the stream is delivered in; the rest is the stream. Whatever
-// was read is written out again in both writable encodings, and that text read back.
+// was read is written out again in both writable encodings; that text, our own, must read
+// back whole and, twice through, come out again byte for byte.
 #include <bit>
 #include <cstddef>
 #include <cstdint>
+#include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <string>
 
@@ -38,16 +41,39 @@ uint32_t Collect(void *user, const void *buffer, uint32_t count) {
   return 0;
 }
 
-// Writes the dictionary in one encoding and reads the text into a fresh dictionary.
-void WriteAndReadBack(SafeHandle dictionary, uint32_t format, uint32_t seed) {
+[[noreturn]] void Fail(const char *what, uint32_t format, uint32_t code) {
+  std::fprintf(stderr, "dctstream: our own text in format %u %s (0x%08X)\n", format, what, code);
+  std::abort();
+}
+
+std::string WriteOut(SafeHandle dictionary, uint32_t format) {
   std::string text;
-  if (edct_DctWriteStream(dictionary, Collect, format, &text) != 0) return;
+  if (const uint32_t code = edct_DctWriteStream(dictionary, Collect, format, &text))
+    Fail("cannot be written", format, code);
+  return text;
+}
+
+// Reads our own text into a fresh dictionary, in pieces, and writes that out again.
+std::string ReadAndWrite(const std::string &text, uint32_t format, uint32_t seed) {
   SafeHandle again;
   if (edct_DctOpen(g_vqNullHandle, nullptr, EDCT_OPEN_WRITABLE, nullptr, nullptr, &again) != 0)
-    return;
+    return text;
   Pieces pieces{reinterpret_cast<const uint8_t *>(text.data()), text.size(), 0, seed};
-  edct_DctReadStream(again, Pieces::Read, format, &pieces);
+  if (const uint32_t code = edct_DctReadStream(again, Pieces::Read, format, &pieces))
+    Fail("does not read back", format, code);
+  std::string written = WriteOut(again, format);
   edct_DctClose(again);
+  return written;
+}
+
+// The writer hands out a key's records newest first and the reader adds them in the order
+// read, so each pass through the text turns the records of a key around: the second pass
+// must give the first text back exactly.
+void WriteAndReadBack(SafeHandle dictionary, uint32_t format, uint32_t seed) {
+  const std::string text = WriteOut(dictionary, format);
+  const std::string once = ReadAndWrite(text, format, seed);
+  if (once.size() != text.size() || ReadAndWrite(once, format, seed + 1) != text)
+    Fail("reads back as something else", format, 0);
 }
 
 }  // namespace
