@@ -18,29 +18,36 @@
 namespace sctest {
 
 // Runs `operation` with the 1st, 2nd, ... allocation failing until an attempt meets no
-// failure; that attempt must give 0. Every refused attempt must give `expectedCode`, then
-// `afterFailure` (when given) checks what it left, and the number of blocks held must be back
-// where it was. Returns how many attempts were refused.
+// failure. After each attempt, with allocations working again, `settle(result, failed)` judges
+// it and gives back what the attempt holds; after a refused one the number of blocks held must
+// then be back where it was. Returns how many attempts were refused (-1: it never succeeded).
 inline int ForEachAllocationFailure(const std::function<uint32_t()> &operation,
-                                    uint32_t expectedCode,
-                                    const std::function<void()> &afterFailure = {}) {
+                                    const std::function<void(uint32_t, bool)> &settle) {
   for (int nth = 1; nth < 10000; ++nth) {
+    SCOPED_TRACE("allocation " + std::to_string(nth) + " failing");
     const int64_t before = sc::testing::LiveBlocks();
     sc::testing::FailNthAllocation(nth);
     const uint32_t result = operation();
     const bool failed = sc::testing::AllocationFailed();
     sc::testing::FailNthAllocation(0);
-    if (!failed) {
-      EXPECT_EQ(result, 0u) << "attempt " << nth << " failed without an allocation failure";
-      return nth - 1;
-    }
-    EXPECT_EQ(result, expectedCode) << "with allocation " << nth << " failing";
-    if (afterFailure) afterFailure();
-    EXPECT_EQ(sc::testing::LiveBlocks(), before) << "leak with allocation " << nth << " failing";
+    settle(result, failed);
+    if (!failed) return nth - 1;
+    EXPECT_EQ(sc::testing::LiveBlocks(), before) << "leak";
     if (::testing::Test::HasFatalFailure()) return -1;
   }
   ADD_FAILURE() << "operation never succeeded";
   return -1;
+}
+
+// The common form: the attempt without a failure gives 0, every refused attempt gives
+// `expectedCode`, and `afterFailure` (when given) checks what a refused one left.
+inline int ForEachAllocationFailure(const std::function<uint32_t()> &operation,
+                                    uint32_t expectedCode,
+                                    const std::function<void()> &afterFailure = {}) {
+  return ForEachAllocationFailure(operation, [&](uint32_t result, bool failed) {
+    EXPECT_EQ(result, failed ? expectedCode : 0u);
+    if (failed && afterFailure) afterFailure();
+  });
 }
 
 // Turns allocation failures off at the end of a scope, whatever the test did.

@@ -143,26 +143,16 @@ inline std::vector<std::string> Listed(BrkObject *object, const char *type) {
   return strings;
 }
 
-// Runs `attempt` with the 1st, 2nd, ... allocation failing until it succeeds. Each failure
-// must give one of the `allowed` codes; `undo` (allocations working again) gives back what a
-// success left, after which no block may be left over.
+// The loop over failing allocations for broker operations: a refused attempt may give one of
+// the `allowed` codes or, having done with less (a scan cut short), succeed; `undo` gives back
+// what an attempt left.
 template <class Attempt, class Undo>
 void ForEachFailingAllocation(std::initializer_list<VQRESULT> allowed, Attempt attempt, Undo undo) {
-  for (uint64_t nth = 1; !::testing::Test::HasFailure(); ++nth) {
-    const int64_t before = sc::testing::LiveBlocks();
-    sc::testing::FailNthAllocation(nth);
-    const VQRESULT result = attempt();
-    const bool failed = sc::testing::AllocationFailed();
-    sc::testing::FailNthAllocation(0);
+  sctest::ForEachAllocationFailure(attempt, [&](VQRESULT result, bool failed) {
     undo(result);
-    EXPECT_EQ(sc::testing::LiveBlocks(), before) << "allocation " << nth;
-    if (!failed) {
-      EXPECT_EQ(result, 0u) << "allocation " << nth;
-      return;
-    }
-    EXPECT_TRUE(!result || std::find(allowed.begin(), allowed.end(), result) != allowed.end())
-        << "allocation " << nth << ": " << Error(result);
-  }
+    const bool expected = !result || (failed && std::count(allowed.begin(), allowed.end(), result));
+    EXPECT_TRUE(expected) << Error(result);
+  });
 }
 
 // The installation most tests use: an engine with code and an inline add-on; below it add-ons

@@ -121,18 +121,15 @@ TEST_F(WriterTest, OutOfMemoryWhileReadingAndPlacingBlocks) {
         return result;
       },
       HDRPARS_E_OUT_OF_MEMORY);
-  const int64_t before = sc::testing::LiveBlocks();
-  for (uint64_t nth = 1;; ++nth) {
-    FileStructure *structure = TwoBlocks();
-    sc::testing::FailNthAllocation(nth);
-    const VQRESULT result = hdrpars_WriteFile(structure);
-    const bool failed = sc::testing::AllocationFailed();
-    sc::testing::FailNthAllocation(0);
-    hdrpars_DeleteFileStructure(structure);
-    ASSERT_EQ(sc::testing::LiveBlocks(), before) << nth;
-    ASSERT_EQ(result, failed ? HDRPARS_E_OUT_OF_MEMORY : 0u) << nth;
-    if (!failed) break;
-  }
+  // Each attempt writes a fresh structure, made while allocations work.
+  FileStructure *structure = TwoBlocks();
+  sctest::ForEachAllocationFailure([&] { return hdrpars_WriteFile(structure); },
+                                   [&](uint32_t result, bool failed) {
+                                     EXPECT_EQ(result, failed ? HDRPARS_E_OUT_OF_MEMORY : 0u);
+                                     hdrpars_DeleteFileStructure(structure);
+                                     structure = TwoBlocks();
+                                   });
+  hdrpars_DeleteFileStructure(structure);
   EXPECT_EQ(sctest::ReadFile(path_), kTwoBlocksFile);
 }
 
