@@ -66,12 +66,6 @@ inline std::string Write(SafeHandle dictionary, uint32_t format = EDCT_FORMAT_UT
   return sink.bytes;
 }
 
-inline uint32_t CallbackError(SafeHandle dictionary) {
-  uint32_t error = 0;
-  EXPECT_EQ(edct_DctGetCallbackError(dictionary, &error), 0u);
-  return error;
-}
-
 // Stream bytes of a Latin-1 text as 16-bit units after their byte-order mark.
 inline std::string Utf16(const std::string &text, bool bigEndian) {
   std::string bytes = bigEndian ? "\xFE\xFF" : "\xFF\xFE";
