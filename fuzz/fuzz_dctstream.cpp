@@ -2,6 +2,7 @@
 // seeds the sizes of the pieces the stream is delivered in; the rest is the stream. Whatever
 // was read is written out again in both writable encodings; that text, our own, must read
 // back with every entry whenever the entries are of a form the writer writes as they read.
+#include <algorithm>
 #include <bit>
 #include <cstddef>
 #include <cstdint>
@@ -11,6 +12,7 @@
 #include <string>
 #include <string_view>
 
+#include "platform/text.h"
 #include "speechcommon.h"
 
 namespace {
@@ -54,11 +56,30 @@ uint32_t Entries(SafeHandle dictionary) {
   return info.NbrEntries;
 }
 
+// Whether 8-bit text is UTF-8 that the dictionaries' conversion reads as it was written: no
+// malformed sequence (a lead byte could swallow the quote written after it) and nothing beyond
+// U+FFFF. Such text converts to 16-bit units without escapes or surrogate pairs.
+bool PlainUtf8(std::string_view bytes) {
+  std::u16string units(sc::plat::BytesToUtf16(bytes, nullptr), u'\0');
+  sc::plat::BytesToUtf16(bytes, units.data());
+  return std::none_of(units.begin(), units.end(),
+                      [](char16_t unit) { return unit >= 0xD800 && unit <= 0xDFFF; });
+}
+
+// Text that reads back as one token: not empty, no line break.
+template <class Char>
+bool OneToken(std::basic_string_view<Char> text) {
+  const Char blank[] = {' ', 0}, breaks[] = {'\n', '\r'};
+  return text.find_first_not_of(blank, 0, 2) != text.npos &&
+         text.find_first_of(breaks, 0, 2) == text.npos;
+}
+
 // Whether every entry is written in a form that reads back as one entry. The writer may write
 // what the reader takes otherwise: keys are quoted only for a blank, so a control character,
 // an empty key or the key "[SubHeader]" changes the lines around it; string data is written
 // as it is, so a line break in it ends the line early; empty data (an empty string, list or
-// byte run) leaves an empty token, after which the reader takes the next line as the data.
+// byte run) leaves an empty token, after which the reader takes the next line as the data;
+// 8-bit text that is not plain UTF-8 may run into what follows it.
 bool WrittenAsRead(SafeHandle dictionary) {
   SafeHandle iterator;
   if (edct_DctItOpen(g_vqNullHandle, dictionary, &iterator) != 0) return false;
@@ -70,26 +91,28 @@ bool WrittenAsRead(SafeHandle dictionary) {
     uint32_t count = 0;
     if (edct_DctItCurrent(iterator, &key, &entries, &count, nullptr) != 0) break;
     const std::u16string_view name(key);
-    clean = !name.empty() && name != u"[SubHeader]";
-    for (char16_t unit : name)
-      clean = clean && unit >= 0x20;
+    clean = !name.empty() && name != u"[SubHeader]" &&
+            std::all_of(name.begin(), name.end(), [](char16_t unit) { return unit >= 0x20; });
     for (uint32_t i = 0; clean && i < count; ++i) {
-      const auto *data = static_cast<const char *>(entries[i].Data);
-      const std::string_view bytes(data, entries[i].DataSize);
-      const std::u16string_view units(reinterpret_cast<const char16_t *>(data),
-                                      entries[i].DataSize / 2);
-      switch (entries[i].Representation) {
+      const EDCT_ENTRY &entry = entries[i];
+      const auto *data = static_cast<const char *>(entry.Data);
+      for (const char *attribute : {entry.Language, entry.Engine})
+        clean = clean && (!attribute || PlainUtf8(attribute));
+      if (entry.Model) clean = clean && PlainUtf8({entry.Model, strnlen(entry.Model, 128)});
+      switch (entry.Representation) {
         case EDCT_REPR_BINARY:
-          clean = !bytes.empty();
+          clean = clean && entry.DataSize > 0;
           break;
         case EDCT_REPR_WSZ_STRING:
-          clean = units.find_first_not_of(std::u16string_view(u" \0", 2)) != units.npos &&
-                  units.find_first_of(u"\n\r") == units.npos;
+          clean = clean && OneToken(std::u16string_view(reinterpret_cast<const char16_t *>(data)));
           break;
-        default:  // a string, or a list of strings whose first one must not be empty
-          clean = bytes.find_first_not_of(std::string_view(" \0", 2)) != bytes.npos &&
-                  bytes.find_first_of("\n\r") == bytes.npos &&
-                  (entries[i].Representation != EDCT_REPR_SZZ_STRING || data[0]);
+        case EDCT_REPR_SZ_STRING:
+          clean = clean && OneToken(std::string_view(data)) && PlainUtf8(data);
+          break;
+        default:  // a list of strings, the first of which must not be empty
+          clean = clean && *data;
+          for (const char *piece = data; clean && *piece; piece += strlen(piece) + 1)
+            clean = OneToken(std::string_view(piece)) && PlainUtf8(piece);
       }
     }
     edct_DctItIncrement(iterator);
