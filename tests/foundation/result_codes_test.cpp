@@ -154,6 +154,7 @@ const struct {
     // Submodule names.
     {critsec_ErrorGetSubModuleName, 0x80140100u, "csspi"},
     {critsec_ErrorGetSubModuleName, 0x80140200u, "unknown submodule"},
+    {critsec_ErrorGetSubModuleName, 0x80148100u, "unknown submodule"},
     {critsec_ErrorGetSubModuleName, 0x80630100u, "Wrong module"},
     {heap_ErrorGetSubModuleName, 0x000B0100u, "heap"},
     {heap_ErrorGetSubModuleName, 0x800B0000u, "Unknown SubModule"},
