@@ -86,7 +86,8 @@ TEST_F(ArrayTest, RemoveAtPopTopAndCursors) {
   VQRESULT rc;
   while ((rc = srvspi_ArrayNext(&array_, &element)) == 0)
     seen.push_back(At(element));
-  EXPECT_EQ(std::tuple(rc, element, seen), std::tuple(SRVSPI_S_ARRAY_NOT_FOUND, nullptr, Ints{20, 30}));
+  EXPECT_EQ(std::tuple(rc, element, seen),
+            std::tuple(SRVSPI_S_ARRAY_NOT_FOUND, nullptr, Ints{20, 30}));
   // An ended cursor stays ended.
   EXPECT_EQ(srvspi_ArrayNext(&array_, &element), SRVSPI_S_ARRAY_NOT_FOUND);
 
