@@ -36,7 +36,7 @@ TEST_F(DbgTraceTest, SubModActiveNeedsBothLists) {
     const int64_t blocks = sc::testing::LiveBlocks();
     sctest::ForEachAllocationFailure(
         [] { return static_cast<uint32_t>(dbg_Init(0, nullptr, 0, nullptr)); },
-        [&](uint32_t result, bool failed) {
+        [&, active = active, modules = modules](uint32_t result, bool failed) {
           EXPECT_EQ(result, static_cast<uint32_t>(DBG_INIT_OK));
           EXPECT_EQ(dbg_SubModActive("EDCTSPI", "DctStrm"), failed ? 0 : active) << modules;
           dbg_Terminate();
