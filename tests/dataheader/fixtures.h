@@ -45,9 +45,14 @@ inline std::string Ascii(const char16_t *text) {
 // "P{X=1;Y=2};A=v": names, leaf values, children in braces.
 inline std::string Describe(const Tag *tag) {
   std::string out;
-  for (; tag; tag = tag->next)
-    out += (out.empty() ? "" : ";") + Ascii(tag->name) +
-           (tag->children ? "{" + Describe(tag->children) + "}" : "=" + Ascii(tag->value));
+  for (; tag; tag = tag->next) {
+    if (!out.empty()) out += ';';
+    out += Ascii(tag->name);
+    if (tag->children)
+      out.append("{").append(Describe(tag->children)).append("}");
+    else
+      out.append("=").append(Ascii(tag->value));
+  }
   return out;
 }
 

@@ -222,12 +222,13 @@ TEST_F(DataTest, DescriptionFaultsAndWhereBinaryDataStarts) {
   hdrpars_DeleteFileStructure(structure);
 
   // Only a "<BINARYDATA>" at an even offset counts, even one inside the header text.
-  structure = ReadHeader(dir_, HeaderFile(Block(u"d", u"0", u"1"), "x" + Le(u"<BINARYDATA>")));
+  const std::string oddMarker = std::string("x").append(Le(u"<BINARYDATA>"));
+  structure = ReadHeader(dir_, HeaderFile(Block(u"d", u"0", u"1"), oddMarker));
   EXPECT_EQ(hdrpars_OpenData(u"D", structure, &block), HDRPARS_E_DATABLOCK_NOT_FOUND);
   EXPECT_EQ(hdrpars_OpenData(u"d", structure, &block), HDRPARS_E_NO_BINARY_DATA);
   hdrpars_DeleteFileStructure(structure);
-  structure = ReadHeader(dir_, HeaderFile(u"<N><BINARYDATA>xyz</N>" + Block(u"d", u"0", u"3"),
-                                          "x" + Le(u"<BINARYDATA>") + "abc"));
+  structure = ReadHeader(
+      dir_, HeaderFile(u"<N><BINARYDATA>xyz</N>" + Block(u"d", u"0", u"3"), oddMarker + "abc"));
   ASSERT_EQ(hdrpars_OpenData(u"d", structure, &block), 0u);
   EXPECT_EQ(MapOnce(block->source, 0, 3), Le(u"xyz").substr(0, 3));
   hdrpars_DeleteFileStructure(structure);

@@ -115,7 +115,7 @@ TEST_F(DbgDataTest, SeveralMatchingFilesAndFullTables) {
   std::vector<std::string> names;
   std::vector<DBG_DATAFILE_SPEC> specs;
   for (int i = 0; i < 35; ++i)
-    names.push_back("d" + std::to_string(i));
+    names.push_back(std::string("d").append(std::to_string(i)));
   for (const std::string &name : names) {
     specs.push_back({"M", "S", "F", name.c_str()});
     dir_.Write("S_F_" + name + ".in", "2a\n");
