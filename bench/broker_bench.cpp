@@ -60,9 +60,10 @@ void WriteHeader(const fs::path &file, std::vector<std::pair<std::string, std::s
   std::ofstream(file, std::ios::binary) << "\xFF\xFE" << Le(text);
 }
 
-std::string Number(int n) {
-  char text[8];
-  std::snprintf(text, sizeof text, "%03d", n);
+// "007", or with a prefix "e007".
+std::string Number(int n, const char *prefix = "") {
+  char text[16];
+  std::snprintf(text, sizeof text, "%s%03d", prefix, n);
   return text;
 }
 
@@ -84,7 +85,7 @@ class GeneratedRoot {
     std::random_device seed;
     path_ = fs::temp_directory_path() / ("sc_brk_bench_" + std::to_string(seed()));
     for (int e = 0; e < kEngines; ++e) {
-      WriteHeader(path_ / ("e" + Number(e)) / "engine.hdr",
+      WriteHeader(path_ / Number(e, "e") / "engine.hdr",
                   {{"COMPTYPE", "TTSENGINE"},
                    {"BROKERSTRING", "vendor/tts/e" + Number(e)},
                    {"NAME", "Engine " + std::to_string(e)},
@@ -96,12 +97,12 @@ class GeneratedRoot {
       WriteAddon(path_ / "e000" / "voices" / Number(n % 5) / (Number(n) + ".hdr"),
                  "voice/" + std::string(kLanguages[n % 3]) + "/e000/" + Number(n), n);
     for (int n = 0; n < kOtherAddons; ++n) {
-      const std::string engine = "e" + Number(1 + n % (kEngines - 1));
+      const std::string engine = Number(1 + n % (kEngines - 1), "e");
       WriteAddon(path_ / engine / "voices" / (Number(n) + ".hdr"),
                  "voice/" + std::string(kLanguages[n % 3]) + "/" + engine + "/" + Number(n), n);
     }
     for (int n = 0; n < kSharedAddons; ++n)
-      WriteAddon(path_ / "shared" / ("g" + Number(n % 10)) / (Number(n) + ".hdr"),
+      WriteAddon(path_ / "shared" / Number(n % 10, "g") / (Number(n) + ".hdr"),
                  "rules/" + std::string(kLanguages[n % 3]) + "/" + Number(n), n);
   }
   ~GeneratedRoot() {

@@ -74,7 +74,7 @@ Words MakeWords(bool cjk) {
   while (words.keys.size() < kWords) {
     std::u16string word = Word(random, cjk);
     if (!seen.insert(word).second) continue;
-    words.data.push_back("p" + std::to_string(words.keys.size()) + "#");
+    words.data.push_back(std::string("p").append(std::to_string(words.keys.size())).append("#"));
     words.keys.push_back(std::move(word));
   }
   return words;

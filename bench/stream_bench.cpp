@@ -35,7 +35,7 @@ std::string Lexicon(bool sorted) {
     for (int n = i, k = 0; k < 5; ++k, n /= 26)
       key += static_cast<char>('a' + n % 26);
     std::string data = Letters(random, 8 + random() % 10);
-    if (random() % 2 == 0) data += " " + Letters(random, 5 + random() % 6);
+    if (random() % 2 == 0) data.append(" ").append(Letters(random, 5 + random() % 6));
     if (random() % 10 == 0) data += "\xC3\xA9";
     lines.emplace_back(std::move(key), std::move(data));
   }

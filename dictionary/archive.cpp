@@ -8,6 +8,7 @@
 #include <string>
 
 #include "dictionary/store_cursor.h"
+#include "foundation/result.h"
 #include "platform/text.h"
 #include "sc_edct.h"
 #include "sc_heap.h"
@@ -17,12 +18,6 @@ namespace sc::edct {
 namespace {
 
 using image::Reversed;
-
-#define SC_TRY(expression)                \
-  do {                                    \
-    const VQRESULT tried_ = (expression); \
-    if (tried_) return tried_;            \
-  } while (0)
 
 // Reserves pieces of the image in order; while measuring nothing is stored and the pieces
 // handed out are null.
@@ -437,6 +432,18 @@ VQRESULT LoadArchive(Dictionary *dictionary, const unsigned char *start) {
   return 0;
 }
 
+namespace {
+
+// Measures the image (no buffer) or writes it into the buffer of *size bytes.
+VQRESULT Archive(const Dictionary &dictionary, void *buffer, uint32_t *size, bool swap) {
+  if (buffer) std::memset(buffer, image::kMarker, *size);
+  Writer out(buffer, *size, swap);
+  SC_TRY(ArchiveDictionary(dictionary, out));
+  *size = out.used();
+  return 0;
+}
+
+}  // namespace
 }  // namespace sc::edct
 
 using namespace sc::edct;
@@ -444,19 +451,12 @@ using namespace sc::edct;
 extern "C" {
 
 SC_API VQRESULT edct_DctArchive(SafeHandle handle, void *buffer, uint32_t *size, uint32_t swap) {
-  Dictionary *dictionary = nullptr;
-  const VQRESULT resolved = ResolveDictionary(handle, &dictionary);
-  if (resolved) return resolved;
-  if (!size) return EDCT_E_NULL_POINTER;
+  Locked<Dictionary> dictionary(handle, EDCT_DCT_TAG);
+  if (!dictionary) return dictionary.result();
+  SC_TRY(CheckOut(size));
   if (dictionary->kind == kReadOnly) return EDCT_E_READ_ONLY;
-  GuardLock lock(dictionary->guard);
-  if (lock.result()) return lock.result();
-  if (buffer) std::memset(buffer, image::kMarker, *size);
-  Writer out(buffer, *size, swap != 0);
-  const VQRESULT written = ArchiveDictionary(*dictionary, out);
-  if (written) return written;
-  *size = out.used();
-  return 0;
+  if (buffer && *size) SC_TRY(osspi_IsGoodWritePtr(buffer, *size));
+  return Archive(*dictionary, buffer, size, swap != 0);
 }
 
 }  // extern "C"

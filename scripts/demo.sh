@@ -4,7 +4,7 @@
 # lists it, and turns the image back into text; then the component broker over an example tree.
 set -euo pipefail
 cd "$(dirname "$0")/.."
-BUILD=${BUILD:-build-demo}  # its own tree: the demo builds neither tests nor benchmarks
+export BUILD=${BUILD:-build-demo}  # its own tree: the demo builds neither tests nor benchmarks
 ./scripts/build.sh -DSC_BUILD_TESTS=OFF -DSC_BUILD_BENCH=OFF
 built=$(cd "$BUILD" && pwd)
 sc="$built/tools/speechcommon"
@@ -14,7 +14,19 @@ cp examples/lexicon.txt examples/override.txt "$work"
 cd "$work"
 
 say() { printf '\n== %s\n' "$*"; }
-run() { printf '\n$ speechcommon %s\n' "$*"; "$sc" "$@" || printf '(exit status %d)\n' "$?"; }
+# Each command is shown with its exit status when that is not 0; the demo fails at the end when
+# a command's status is not the one expected (0 for run, 1 for fails).
+unexpected=0
+check() {
+  local expected=$1 status=$2
+  ((status == 0)) || printf '(exit status %d)\n' "$status"
+  if ((status != expected)); then
+    printf 'demo: expected exit status %d\n' "$expected" >&2
+    unexpected=$((unexpected + 1))
+  fi
+}
+run() { printf '\n$ speechcommon %s\n' "$*"; local s=0; "$sc" "$@" || s=$?; check 0 "$s"; }
+fails() { printf '\n$ speechcommon %s\n' "$*"; local s=0; "$sc" "$@" || s=$?; check 1 "$s"; }
 
 say "A user lexicon in the dictionary text format (first lines of examples/lexicon.txt)"
 head -n 14 lexicon.txt
@@ -26,12 +38,12 @@ run dict info lexicon.img
 
 say "Look words up through a manager: override.img first, lexicon.img second"
 echo "(Dr., St. and tomato are in both: the first registered answers; colour is in neither)"
-run dict lookup override.img lexicon.img -- Dr. St. tomato café Str. hello colour
+fails dict lookup override.img lexicon.img -- Dr. St. tomato café Str. hello colour
 say "The same words with the priority turned round"
 run dict lookup lexicon.img override.img -- Dr. St. tomato
 say "Filters: only French entries, then only pronunciations"
-run dict lookup override.img lexicon.img --language fr-FR -- M. Noël Dr.
-run dict lookup override.img lexicon.img --content broad-narrows -- GIF café Dr.
+fails dict lookup override.img lexicon.img --language fr-FR -- M. Noël Dr.
+fails dict lookup override.img lexicon.img --content broad-narrows -- GIF café Dr.
 
 say "Every key of the override image, section by section"
 run dict list override.img
@@ -44,7 +56,7 @@ diff --strip-trailing-cr lexicon.txt back.txt || true
 
 say "Bad input gets a message naming the file and the failure"
 printf '[Header]\nName = broken\nColour = blue\n' >broken.txt
-run dict info broken.txt
+fails dict info broken.txt
 run error 0x801E0003  # EDCT_E_UNKNOWN_FORMAT
 
 say "The component broker over the example installation tree"
@@ -53,4 +65,11 @@ run broker list "$tree"
 run broker resolve "$tree" --engine demo/tts --language en demo/voice/def
 run broker check "$tree"
 printf '\n$ examples/broker/broker_client %s\n' "$tree"
-"$built/examples/broker/broker_client" "$tree" || true
+status=0
+"$built/examples/broker/broker_client" "$tree" || status=$?
+check 0 "$status"
+
+if ((unexpected)); then
+  printf '\ndemo: %d command(s) ended with an unexpected exit status\n' "$unexpected" >&2
+  exit 1
+fi

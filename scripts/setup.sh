@@ -13,15 +13,20 @@ packages=(
   bash-completion           # the tool's completion script
 )
 
+# Installed means "install ok installed": a removed package whose configuration files remain is
+# still known to dpkg, but is missing.
 missing=()
 for p in "${packages[@]}"; do
-  dpkg -s "$p" >/dev/null 2>&1 || missing+=("$p")
+  status=$(dpkg-query -W -f='${Status}' "$p" 2>/dev/null || true)
+  [ "$status" = "install ok installed" ] || missing+=("$p")
 done
 if ((${#missing[@]})); then
   sudo=""
   [ "$(id -u)" -ne 0 ] && command -v sudo >/dev/null && sudo="sudo"
   echo "setup: installing ${missing[*]}"
-  if ! { $sudo apt-get update -qq && DEBIAN_FRONTEND=noninteractive $sudo apt-get install -y -qq "${missing[@]}"; } >/dev/null; then
+  # env carries the frontend setting through sudo, which starts with a clean environment.
+  if ! { $sudo apt-get update -qq &&
+    $sudo env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq "${missing[@]}"; } >/dev/null; then
     echo "setup: could not install ${missing[*]}" >&2
     exit 1
   fi

@@ -287,6 +287,15 @@ std::string HexBytes(const unsigned char *data, uint32_t size) {
   return out;
 }
 
+std::string Quoted(std::string_view text) {
+  std::string out;
+  out.reserve(text.size() + 2);
+  out += '"';
+  out += text;
+  out += '"';
+  return out;
+}
+
 // The data in the form its kind calls for: the list of a broad-narrows entry as //a//b, the
 // bytes of a user-words entry in hex, the text of an orthographic entry in quotes.
 std::string DecodeData(const EDCT_ENTRY &entry) {
@@ -303,11 +312,11 @@ std::string DecodeData(const EDCT_ENTRY &entry) {
     return out.empty() ? "(empty list)" : out;
   }
   if (entry.Content == EDCT_CONTENT_ORTHOGRAPHIC && entry.Representation == EDCT_REPR_SZ_STRING)
-    return "\"" + std::string(text, strnlen(text, size)) + "\"";
+    return Quoted(std::string_view(text, strnlen(text, size)));
   if (entry.Content == EDCT_CONTENT_ORTHOGRAPHIC && entry.Representation == EDCT_REPR_WSZ_STRING) {
     std::u16string wide(size / 2, u'\0');
     std::memcpy(wide.data(), data, wide.size() * 2);
-    return "\"" + ToUtf8(wide.c_str()) + "\"";
+    return Quoted(ToUtf8(wide.c_str()));
   }
   return "bytes " + HexBytes(data, size);
 }
@@ -324,8 +333,10 @@ std::string Attributes(const EDCT_ENTRY &entry) {
 std::string SectionName(const EDCT_ENTRY &entry) {
   static const char *const kRepresentations[] = {"szz", "binary", "sz", "wsz"};
   const uint32_t r = entry.Representation;
-  return std::string(ContentName(entry.Content)) + " (" + (r < 4 ? kRepresentations[r] : "?") +
-         ")" + Attributes(entry);
+  std::string out = ContentName(entry.Content);
+  out.append(" (").append(r < 4 ? kRepresentations[r] : "?").append(")");
+  out += Attributes(entry);
+  return out;
 }
 
 void PrintEntry(const EDCT_ENTRY &entry) {

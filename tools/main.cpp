@@ -2,6 +2,7 @@
 #include <cinttypes>
 #include <cstdio>
 #include <cstring>
+#include <utility>
 
 #include "tools/cli.h"
 
@@ -27,18 +28,29 @@ void Usage(FILE *out) {
   std::fputs("\nRun 'speechcommon COMMAND --help' for the arguments of one command.\n", out);
 }
 
+// The library's version, then the revision number each family's version query returns. The
+// numbers name an interface revision: an engine may compare one with the revision it was built
+// for, but their bytes carry no further meaning. The dictionaries answer 0xFFFFFFFF, their
+// fixed "unversioned" marker.
 void Version() {
-  uint32_t critsec = 0, heap = 0, osspi = 0, srvspi = 0, edct = 0, dbg = 0;
+  uint32_t critsec = 0, heap = 0, osspi = 0, srvspi = 0, dbg = 0, edct = 0;
   critsec_GetVersion(&critsec);
   heap_GetVersion(&heap);
   osspi_SpiGetVersion(&osspi);
   srvspi_SpiGetVersion(&srvspi);
-  edct_GetVersion(&edct);
   dbg_GetVersion(&dbg);
-  std::printf("speechcommon %s\n", SC_TOOL_VERSION);
-  std::printf("family versions: critsec_ %s, heap_ %s, osspi_ %s, srvspi_ %s, edct_ %s, dbg_ %s\n",
-              cli::Hex(critsec).c_str(), cli::Hex(heap).c_str(), cli::Hex(osspi).c_str(),
-              cli::Hex(srvspi).c_str(), cli::Hex(edct).c_str(), cli::Hex(dbg).c_str());
+  edct_GetVersion(&edct);
+  const std::pair<const char *, uint32_t> families[] = {{"critsec_", critsec}, {"heap_", heap},
+                                                        {"osspi_", osspi},     {"srvspi_", srvspi},
+                                                        {"dbg_", dbg},         {"edct_", edct}};
+  std::printf("speechcommon %s\n\n", SC_VERSION_STRING);
+  std::puts(
+      "Interface revisions of the families, as their version queries return them. An engine\n"
+      "may compare a revision for equality with the one it was built for; the bytes of a\n"
+      "revision carry no further meaning.");
+  for (const auto &[prefix, revision] : families)
+    std::printf("  %-9s %s%s\n", prefix, cli::Hex(revision).c_str(),
+                revision == 0xFFFFFFFFu ? "  unversioned" : "");
 }
 
 }  // namespace

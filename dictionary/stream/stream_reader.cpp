@@ -376,14 +376,11 @@ extern "C" {
 
 SC_API VQRESULT edct_DctReadStream(SafeHandle handle, EDCT_READSTREAM_FN callback, uint32_t format,
                                    void *user) {
-  Dictionary *dictionary = nullptr;
-  const VQRESULT resolved = ResolveDictionary(handle, &dictionary);
-  if (resolved) return resolved;
+  Locked<Dictionary> dictionary(handle, EDCT_DCT_TAG);
+  if (!dictionary) return dictionary.result();
   if (dictionary->kind == kReadOnly) return EDCT_E_READ_ONLY;
   if (!callback) return EDCT_E_NULL_POINTER;
   if (!stream::KnownFormat(format)) return EDCT_E_UNKNOWN_FORMAT;
-  GuardLock lock(dictionary->guard);
-  if (lock.result()) return lock.result();
   if (dictionary->openIterators) return EDCT_E_ITERATOR_OPEN;
   stream::Reader reader{};
   reader.dictionary = handle;

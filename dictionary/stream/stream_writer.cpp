@@ -402,13 +402,10 @@ extern "C" {
 
 SC_API VQRESULT edct_DctWriteStream(SafeHandle handle, EDCT_WRITESTREAM_FN callback,
                                     uint32_t format, void *user) {
-  Dictionary *dictionary = nullptr;
-  const VQRESULT resolved = ResolveDictionary(handle, &dictionary);
-  if (resolved) return resolved;
+  Locked<Dictionary> dictionary(handle, EDCT_DCT_TAG);
+  if (!dictionary) return dictionary.result();
   if (!callback) return EDCT_E_NULL_POINTER;
   if (!stream::KnownFormat(format)) return EDCT_E_UNKNOWN_FORMAT;
-  GuardLock lock(dictionary->guard);
-  if (lock.result()) return lock.result();
   stream::Writer writer{};
   writer.dictionary = handle;
   return stream::DctStream_Output(writer, *dictionary, callback, format, user,

@@ -116,7 +116,9 @@ TEST(BrokerResolve, DefaultFormChoosesByPriorityAndLanguage) {
       {nullptr, nullptr, "lang/def", "lang/x"},
       {nullptr, "en", "lang/def", "lang/z"},
       {nullptr, "de", "lang/def", "lang/x"},
-      {nullptr, "EN", "LANG/def", "lang/y"},  // languages compare with case
+      {nullptr, "EN", "LANG/def", "lang/y"},     // languages compare with case
+      {nullptr, "en-US", "lang/def", "lang/y"},  // and whole: en-US is not en
+      {nullptr, "", "lang/def", "lang/y"},       // empty passes only add-ons without LANGUAGE
       // The engine's add-ons first; the shared ones only when none of the engine's matches.
       {"eng", nullptr, "pri/def", "pri/e"},
       {nullptr, nullptr, "pri/def", "pri/s"},

@@ -1,6 +1,11 @@
 // The speechcommon tool: global options and the error subcommand.
 #include <gtest/gtest.h>
 
+#include <cstdio>
+#include <string>
+#include <utility>
+
+#include "speechcommon.h"
 #include "tools/run_tool.h"
 
 namespace {
@@ -50,15 +55,47 @@ TEST(CliGlobal, HelpVersionAndUnknownCommands) {
   EXPECT_EQ(help.status, 0);
   EXPECT_NE(help.out.find("usage: speechcommon"), std::string::npos);
   EXPECT_NE(help.out.find("error"), std::string::npos);
-  const auto version = RunTool({"--version"});
-  EXPECT_EQ(version.status, 0);
-  EXPECT_EQ(version.out.rfind("speechcommon ", 0), 0u);
-  EXPECT_NE(version.out.find("edct_ 0xFFFFFFFF"), std::string::npos);
   const auto unknown = RunTool({"frobnicate"});
   EXPECT_EQ(unknown.status, 2);
   EXPECT_NE(unknown.err.find("unknown command 'frobnicate'"), std::string::npos);
   EXPECT_EQ(RunTool({}).status, 2);
   EXPECT_EQ(RunTool({"error", "--help"}).status, 0);
+}
+
+// The library's version first, as the generated header gives it, then each family's revision
+// as the library's own query returns it, the dictionaries' marker called unversioned.
+TEST(CliGlobal, VersionNamesTheLibraryThenTheFamilyRevisions) {
+  EXPECT_EQ(std::string(SC_VERSION_STRING), std::to_string(SC_VERSION_MAJOR) + "." +
+                                                std::to_string(SC_VERSION_MINOR) + "." +
+                                                std::to_string(SC_VERSION_PATCH));
+  EXPECT_EQ(SC_VERSION_NUMBER,
+            SC_VERSION_MAJOR * 10000 + SC_VERSION_MINOR * 100 + SC_VERSION_PATCH);
+  const auto version = RunTool({"--version"});
+  EXPECT_EQ(version.status, 0);
+  EXPECT_EQ(version.out.rfind("speechcommon " SC_VERSION_STRING "\n", 0), 0u) << version.out;
+
+  uint32_t critsec = 0, heap = 0, osspi = 0, srvspi = 0, dbg = 0, edct = 0;
+  critsec_GetVersion(&critsec);
+  heap_GetVersion(&heap);
+  osspi_SpiGetVersion(&osspi);
+  srvspi_SpiGetVersion(&srvspi);
+  dbg_GetVersion(&dbg);
+  edct_GetVersion(&edct);
+  ASSERT_EQ(edct, 0xFFFFFFFFu);
+  const std::pair<const char *, uint32_t> families[] = {{"critsec_", critsec}, {"heap_", heap},
+                                                        {"osspi_", osspi},     {"srvspi_", srvspi},
+                                                        {"dbg_", dbg},         {"edct_", edct}};
+  size_t previous = 0;
+  for (const auto &[prefix, revision] : families) {
+    char line[64];
+    std::snprintf(line, sizeof line, "\n  %-9s 0x%08X%s\n", prefix, revision,
+                  revision == 0xFFFFFFFFu ? "  unversioned" : "");
+    const size_t at = version.out.find(line);
+    EXPECT_NE(at, std::string::npos) << line << version.out;
+    EXPECT_GT(at, previous) << prefix << " out of order";
+    previous = at;
+  }
+  EXPECT_NE(version.out.find("compare a revision for equality"), std::string::npos);
 }
 
 }  // namespace

@@ -36,8 +36,8 @@ inline ToolRun RunTool(const std::vector<std::string> &args, const std::string &
   close(inFd);
   std::string command = ShellQuote(SC_TOOL_PATH);
   for (const std::string &arg : args)
-    command += " " + ShellQuote(arg);
-  command += " <" + ShellQuote(inPath) + " 2>" + ShellQuote(errPath);
+    command.append(" ").append(ShellQuote(arg));
+  command.append(" <").append(ShellQuote(inPath)).append(" 2>").append(ShellQuote(errPath));
   ToolRun run;
   FILE *pipe = popen(command.c_str(), "r");
   std::array<char, 4096> buffer;
