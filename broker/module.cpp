@@ -3,8 +3,11 @@
 // module when the last one is given back.
 #include "broker/module.h"
 
+#include <memory>
+
 #include "broker/registry.h"
 #include "broker/text.h"
+#include "foundation/heap_ptr.h"
 #include "foundation/result.h"
 #include "sc_brk.h"
 #include "sc_safeh.h"
@@ -56,48 +59,46 @@ void Unload(BrkClass *cls, Engine *engine, Addon *addon) SC_REQUIRES(*cls) {
   if (host && host->module && host->module->useCount == 0) Unload(cls, host, nullptr);
 }
 
+// A module record being made; a library it loaded goes with it unless it is attached.
+struct DropModule {
+  HeapInstance heap;
+  void operator()(Module *module) const {
+    if (module->ownLibrary && module->library) plat::LibraryFree(module->library);
+    heap_Free(heap, module);
+  }
+};
+
 // Makes the module record: the library (loaded here, or the host engine's), the entry point
 // named by the component's GETINTERFACE tag, its function table and the initialiser.
 VQRESULT Attach(BrkObject *object, const char16_t *path, Engine *host, Tag *tags, Module *&field) {
   const HeapInstance heap = object->cls->heap;
-  auto *module = NewRecord<Module>(heap);
+  std::unique_ptr<Module, DropModule> module(NewRecord<Module>(heap), DropModule{heap});
   if (!module) return BRK_E_OUT_OF_MEMORY;
   module->ownLibrary = host ? 0 : 1;
   module->host = host;
-  VQRESULT result = 0;
+  module->instance = g_vqNullHandle;
   if (host) {
     module->library = host->module->library;
-  } else if (char *narrow = BytesFromWide(heap, path)) {
-    module->library = plat::LibraryLoad(narrow);
-    heap_Free(heap, narrow);
   } else {
-    result = BRK_E_UNEXPECTED;
+    auto narrow = Owned(heap, BytesFromWide(heap, path));
+    if (!narrow) return BRK_E_UNEXPECTED;
+    module->library = plat::LibraryLoad(narrow.get());
   }
-  if (!result && !module->library) result = BRK_E_CANNOT_LOAD_MODULE;
-  module->instance = g_vqNullHandle;
-  const char16_t *entryName = result ? nullptr : TagValue(tags, kGetInterfaceTag);
-  if (!result && !entryName) result = BRK_E_TAG_NOT_FOUND;
-  if (!result) {
-    char *narrow = BytesFromWide(heap, entryName);
-    if (!narrow) result = BRK_E_OUT_OF_MEMORY;
-    module->entry = reinterpret_cast<BrkGetInterface>(plat::LibrarySymbol(module->library, narrow));
-    heap_Free(heap, narrow);
-    if (!result && !module->entry) result = BRK_E_CANNOT_LOAD_MODULE;
-  }
-  if (!result) {
-    void *table = nullptr;
-    if (Failed(module->entry(0, &table))) result = BRK_E_CANNOT_LOAD_MODULE;
-    module->table = static_cast<BrkModuleTable *>(table);
-  }
-  if (!result && module->table && module->table->initialize &&
+  if (!module->library) return BRK_E_CANNOT_LOAD_MODULE;
+  const char16_t *entryName = TagValue(tags, kGetInterfaceTag);
+  if (!entryName) return BRK_E_TAG_NOT_FOUND;
+  auto narrow = Owned(heap, BytesFromWide(heap, entryName));
+  if (!narrow) return BRK_E_OUT_OF_MEMORY;
+  module->entry =
+      reinterpret_cast<BrkGetInterface>(plat::LibrarySymbol(module->library, narrow.get()));
+  if (!module->entry) return BRK_E_CANNOT_LOAD_MODULE;
+  void *table = nullptr;
+  if (Failed(module->entry(0, &table))) return BRK_E_CANNOT_LOAD_MODULE;
+  module->table = static_cast<BrkModuleTable *>(table);
+  if (module->table && module->table->initialize &&
       Failed(module->table->initialize(object, heap, &module->instance)))
-    result = BRK_E_CANNOT_LOAD_MODULE;
-  if (result) {
-    if (module->ownLibrary && module->library) plat::LibraryFree(module->library);
-    heap_Free(heap, module);
-    return result;
-  }
-  field = module;
+    return BRK_E_CANNOT_LOAD_MODULE;
+  field = module.release();
   return 0;
 }
 
@@ -105,18 +106,16 @@ VQRESULT Attach(BrkObject *object, const char16_t *path, Engine *host, Tag *tags
 VQRESULT Load(BrkObject *object, Engine *engine, Addon *addon) SC_REQUIRES(*object->cls) {
   Module *&field = ModuleField(engine, addon);
   if (field) return 0;
-  char16_t *path = nullptr;
+  char16_t *found = nullptr;
   bool sharesEngine = false;
-  VQRESULT result = ModulePath(object, engine, addon, &path, &sharesEngine);
-  if (result) return result;
+  SC_TRY(ModulePath(object, engine, addon, &found, &sharesEngine));
+  auto path = Owned(object->cls->heap, found);
   Engine *host = sharesEngine ? object->engine : nullptr;
-  if (host) result = Load(object, host, nullptr);
-  if (!result) {
-    result = Attach(object, path, host, addon ? addon->firstTag : engine->header->tags, field);
-    if (result && host && host->module && host->module->useCount == 0)
-      Unload(object->cls, host, nullptr);
-  }
-  heap_Free(object->cls->heap, path);
+  if (host) SC_TRY(Load(object, host, nullptr));
+  const VQRESULT result =
+      Attach(object, path.get(), host, addon ? addon->firstTag : engine->header->tags, field);
+  if (result && host && host->module && host->module->useCount == 0)
+    Unload(object->cls, host, nullptr);
   return result;
 }
 
@@ -165,41 +164,27 @@ VQRESULT ModulePath(const BrkObject *object, Engine *engine, Addon *addon, char1
   return *path ? 0 : BRK_E_OUT_OF_MEMORY;
 }
 
-}  // namespace sc::brk
+namespace {
 
-using sc::brk::Addon;
-using sc::brk::Engine;
-using sc::brk::Interface;
-using sc::brk::Module;
-
-extern "C" {
-
-SC_API VQRESULT brk_InterfaceQuery(BrkObject *object, const char *brokerString, uint8_t interfaceId,
-                                   SafeHandle *instance, void **interface) {
-  if (!interface) return BRK_E_INVALID_ARGUMENT;
-  *interface = nullptr;
-  if (!sc::brk::IsOpen(object) || !brokerString || !instance) return BRK_E_INVALID_ARGUMENT;
-  BrkClass *cls = object->cls;
-  char16_t *wide = sc::brk::WideFromBytes(cls->heap, brokerString);
+// The object's own engine when the broker string names it, else the add-on it selects.
+VQRESULT FindComponent(BrkObject *object, const char *brokerString, Engine **engine,
+                       Addon **addon) {
+  const HeapInstance heap = object->cls->heap;
+  auto wide = Owned(heap, WideFromBytes(heap, brokerString));
   if (!wide) return BRK_E_UNEXPECTED;
-  // The object's own engine, or an add-on; resolving may call the callbacks, so it is done
-  // before the lock is taken.
-  Engine *engine = nullptr;
-  Addon *addon = nullptr;
-  VQRESULT result = 0;
-  if (object->engine &&
-      sc::brk::EqualIgnoringCase(sc::brk::View(object->engine->brokerString), sc::brk::View(wide)))
-    engine = object->engine;
+  if (object->engine && EqualIgnoringCase(View(object->engine->brokerString), View(wide.get())))
+    *engine = object->engine;
   else
-    result = sc::brk::Resolve(object, wide, &addon);
-  heap_Free(cls->heap, wide);
-  if (result) return result;
-  if (!engine && !addon) return BRK_E_BROKER_STRING_NOT_FOUND;
+    SC_TRY(Resolve(object, wide.get(), addon));
+  return *engine || *addon ? 0 : BRK_E_BROKER_STRING_NOT_FOUND;
+}
 
-  sc::brk::ClassLock lock(object->cls);
-  result = sc::brk::Load(object, engine, addon);
+// Loads the component's module when needed and hands out one use of the interface.
+VQRESULT GiveInterface(BrkObject *object, Engine *engine, Addon *addon, uint8_t interfaceId,
+                       SafeHandle *instance, void **interface) SC_REQUIRES(*object->cls) {
+  const VQRESULT loaded = Load(object, engine, addon);
   Module *module = addon ? addon->module : engine->module;
-  if (!module) return result;
+  if (!module) return loaded;
   // Id 0 is never taken from the list: every query of it asks the entry point again.
   Interface *entry = module->interfaces;
   Interface **tail = &module->interfaces;
@@ -207,15 +192,18 @@ SC_API VQRESULT brk_InterfaceQuery(BrkObject *object, const char *brokerString, 
     tail = &entry->next;
   if (!entry) {
     void *pointer = nullptr;
-    result = module->entry(interfaceId, &pointer) == 0 ? 0 : BRK_E_INTERFACE_NOT_FOUND;
+    VQRESULT result = module->entry(interfaceId, &pointer) == 0 ? 0 : BRK_E_INTERFACE_NOT_FOUND;
+    // A module that answers 0 without an interface is refused here: no release could find a
+    // null pointer again, so its use would hold the module, and the object's engine, for good.
+    if (!result && !pointer) result = BRK_E_NOT_PRESENT;
     if (!result) {
       while (*tail)
         tail = &(*tail)->next;
-      entry = sc::brk::NewRecord<Interface>(cls->heap);
+      entry = NewRecord<Interface>(object->cls->heap);
       if (!entry) result = BRK_E_OUT_OF_MEMORY;
     }
     if (result) {
-      if (module->useCount == 0) sc::brk::Unload(object->cls, engine, addon);
+      if (module->useCount == 0) Unload(object->cls, engine, addon);
       return result;
     }
     entry->id = interfaceId;
@@ -229,18 +217,16 @@ SC_API VQRESULT brk_InterfaceQuery(BrkObject *object, const char *brokerString, 
   return 0;
 }
 
-SC_API VQRESULT brk_InterfaceRelease(BrkObject *object, void *interface) {
-  if (!sc::brk::IsOpen(object) || !interface) return BRK_E_INTERFACE_NOT_FOUND;
-  BrkClass *cls = object->cls;
-  sc::brk::ClassLock lock(cls);
+// Gives one use of an interface back; the module goes when its last use has.
+VQRESULT TakeInterfaceBack(BrkObject *object, void *interface) SC_REQUIRES(*object->cls) {
   Engine *engine = object->engine;
-  if (engine && engine->module && sc::brk::FindInterface(engine->module, interface)) {
+  if (engine && engine->module && FindInterface(engine->module, interface)) {
     if (engine->module->useCount > 0) --engine->module->useCount;
-    if (engine->module->useCount == 0) sc::brk::Unload(cls, engine, nullptr);
+    if (engine->module->useCount == 0) Unload(object->cls, engine, nullptr);
     return 0;
   }
-  Addon *addon = engine ? sc::brk::FindGiver(engine->addons, interface) : nullptr;
-  if (!addon) addon = sc::brk::FindGiver(cls->sharedAddons, interface);
+  Addon *addon = engine ? FindGiver(engine->addons, interface) : nullptr;
+  if (!addon) addon = FindGiver(object->cls->sharedAddons, interface);
   if (!addon) return BRK_E_INTERFACE_NOT_FOUND;
   Module *module = addon->module;
   if (module->useCount > 0) {
@@ -251,8 +237,42 @@ SC_API VQRESULT brk_InterfaceRelease(BrkObject *object, void *interface) {
     }
     --module->useCount;
   }
-  if (module->useCount == 0) sc::brk::Unload(cls, nullptr, addon);
+  if (module->useCount == 0) Unload(object->cls, nullptr, addon);
   return 0;
+}
+
+}  // namespace
+}  // namespace sc::brk
+
+using sc::brk::Addon;
+using sc::brk::Engine;
+
+extern "C" {
+
+SC_API VQRESULT brk_InterfaceQuery(BrkObject *handle, const char *brokerString, uint8_t interfaceId,
+                                   SafeHandle *instance, void **interface) {
+  if (!interface) return BRK_E_INVALID_ARGUMENT;
+  *interface = nullptr;
+  sc::brk::ObjectRef held = sc::brk::Hold(handle);
+  if (!held || !brokerString || !instance) return BRK_E_INVALID_ARGUMENT;
+  BrkObject *object = held.get();
+  // The object's own engine, or an add-on; resolving may call the callbacks, so it is done
+  // before the lock is taken.
+  Engine *engine = nullptr;
+  Addon *addon = nullptr;
+  SC_TRY(sc::brk::FindComponent(object, brokerString, &engine, &addon));
+  sc::brk::ClassLock lock(object->cls);
+  if (held.closing()) return BRK_E_INVALID_ARGUMENT;
+  return sc::brk::GiveInterface(object, engine, addon, interfaceId, instance, interface);
+}
+
+SC_API VQRESULT brk_InterfaceRelease(BrkObject *handle, void *interface) {
+  sc::brk::ObjectRef held = sc::brk::Hold(handle);
+  if (!held || !interface) return BRK_E_INTERFACE_NOT_FOUND;
+  BrkObject *object = held.get();
+  sc::brk::ClassLock lock(object->cls);
+  if (held.closing()) return BRK_E_INTERFACE_NOT_FOUND;
+  return sc::brk::TakeInterfaceBack(object, interface);
 }
 
 }  // extern "C"

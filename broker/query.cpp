@@ -1,10 +1,15 @@
 // Queries of what is installed: component lists by type, broker strings by name, module paths
 // and default selections. None of them takes the class lock: they read lists that only grow
 // at their tail while the class is open.
+#include <memory>
+#include <string_view>
+
 #include "broker/module.h"
 #include "broker/records.h"
 #include "broker/registry.h"
 #include "broker/text.h"
+#include "foundation/heap_ptr.h"
+#include "foundation/result.h"
 #include "sc_brk.h"
 
 namespace {
@@ -87,104 +92,112 @@ VQRESULT FillList(const BrkObject *object, std::u16string_view type, BrkComponen
   return AppendAddons(cls->heap, list, cls->sharedAddons, type);
 }
 
+struct FreeComponentList {
+  HeapInstance heap;
+  void operator()(BrkComponentList *list) const { FreeList(heap, list); }
+};
+using ListBeingBuilt = std::unique_ptr<BrkComponentList, FreeComponentList>;
+
+VQRESULT ListComponents(const BrkObject &object, const char *componentType,
+                        BrkComponentList **out) {
+  const HeapInstance heap = object.cls->heap;
+  ListBeingBuilt list(sc::brk::NewRecord<BrkComponentList>(heap), FreeComponentList{heap});
+  if (!list) return BRK_E_OUT_OF_MEMORY;
+  list->entries =
+      static_cast<BrkComponentInfo *>(heap_Alloc(heap, kListStep * sizeof(BrkComponentInfo)));
+  if (!list->entries) return BRK_E_OUT_OF_MEMORY;
+  list->capacity = kListStep;
+  auto type = sc::Owned(heap, sc::brk::WideFromBytes(heap, componentType));
+  if (!type) return BRK_E_UNEXPECTED;
+  SC_TRY(FillList(&object, View(type.get()), list.get()));
+  *out = list.release();
+  return 0;
+}
+
+// A copy of the broker string of the component of this type whose NAME is name.
+VQRESULT FindBrokerString(const BrkObject &object, const char *componentType, const char *name,
+                          char **out) {
+  const HeapInstance heap = object.cls->heap;
+  BrkComponentList *listed = nullptr;
+  SC_TRY(ListComponents(object, componentType, &listed));
+  ListBeingBuilt list(listed, FreeComponentList{heap});
+  auto wide = sc::Owned(heap, sc::brk::WideFromBytes(heap, name));
+  if (!wide) return BRK_E_UNEXPECTED;
+  for (uint32_t i = 0; i < list->count; ++i) {
+    if (View(list->entries[i].name) != View(wide.get())) continue;
+    const std::string_view found(list->entries[i].brokerString);
+    auto *copy = static_cast<char *>(heap_Alloc(heap, found.size() + 1));
+    if (!copy) return BRK_E_OUT_OF_MEMORY;
+    found.copy(copy, found.size());
+    copy[found.size()] = 0;
+    *out = copy;
+    return 0;
+  }
+  return BRK_E_MODULE_NOT_FOUND;
+}
+
+// A module path, or for a default-form broker string what it selects.
+VQRESULT Info(BrkObject &object, const char *brokerString, char **out) {
+  const HeapInstance heap = object.cls->heap;
+  auto wide = sc::Owned(heap, sc::brk::WideFromBytes(heap, brokerString));
+  if (!wide) return BRK_E_UNEXPECTED;
+  char16_t *found = nullptr;
+  bool sharesEngine;
+  if (Engine *engine = sc::brk::FindEngine(object.cls, View(wide.get()))) {
+    SC_TRY(sc::brk::ModulePath(&object, engine, nullptr, &found, &sharesEngine));
+  } else {
+    Addon *addon = nullptr;
+    SC_TRY(sc::brk::Resolve(&object, wide.get(), &addon));
+    if (!addon) return BRK_E_BROKER_STRING_NOT_FOUND;
+    if (sc::brk::IsDefaultForm(View(wide.get()))) {
+      *out = sc::brk::BytesFromWide(heap, addon->brokerString);
+      return *out ? 0 : BRK_E_UNEXPECTED;
+    }
+    SC_TRY(sc::brk::ModulePath(&object, nullptr, addon, &found, &sharesEngine));
+  }
+  auto path = sc::Owned(heap, found);
+  *out = sc::brk::BytesFromWide(heap, path.get());
+  return *out ? 0 : BRK_E_UNEXPECTED;
+}
+
 }  // namespace
 
 extern "C" {
 
-SC_API VQRESULT brk_ComponentListQuery(BrkObject *object, const char *componentType,
+SC_API VQRESULT brk_ComponentListQuery(BrkObject *handle, const char *componentType,
                                        BrkComponentList **out) {
-  if (!out || !sc::brk::IsOpen(object) || !componentType) return BRK_E_INVALID_ARGUMENT;
+  sc::brk::ObjectRef object = sc::brk::Hold(handle);
+  if (!out || !object || !componentType) return BRK_E_INVALID_ARGUMENT;
   *out = nullptr;
-  const HeapInstance heap = object->cls->heap;
-  auto *list = sc::brk::NewRecord<BrkComponentList>(heap);
-  if (list)
-    list->entries =
-        static_cast<BrkComponentInfo *>(heap_Alloc(heap, kListStep * sizeof(BrkComponentInfo)));
-  if (!list || !list->entries) {
-    heap_Free(heap, list);
-    return BRK_E_OUT_OF_MEMORY;
-  }
-  list->capacity = kListStep;
-  char16_t *type = sc::brk::WideFromBytes(heap, componentType);
-  const VQRESULT result = type ? FillList(object, View(type), list) : BRK_E_UNEXPECTED;
-  heap_Free(heap, type);
-  if (result) {
-    FreeList(heap, list);
-    return result;
-  }
-  *out = list;
-  return 0;
+  return ListComponents(*object, componentType, out);
 }
 
-SC_API VQRESULT brk_ComponentListRelease(BrkObject *object, BrkComponentList *list) {
-  if (!sc::brk::IsOpen(object) || !list) return BRK_E_INVALID_ARGUMENT;
+SC_API VQRESULT brk_ComponentListRelease(BrkObject *handle, BrkComponentList *list) {
+  sc::brk::ObjectRef object = sc::brk::Hold(handle);
+  if (!object || !list) return BRK_E_INVALID_ARGUMENT;
   FreeList(object->cls->heap, list);
   return 0;
 }
 
-SC_API VQRESULT brk_BrokerStringQuery(BrkObject *object, const char *componentType,
+SC_API VQRESULT brk_BrokerStringQuery(BrkObject *handle, const char *componentType,
                                       const char *name, char **out) {
   if (!componentType || !name || !out) return BRK_E_INVALID_ARGUMENT;
   *out = nullptr;
-  BrkComponentList *list = nullptr;
-  VQRESULT result = brk_ComponentListQuery(object, componentType, &list);
-  if (result) return result;
-  const HeapInstance heap = object->cls->heap;
-  char16_t *wide = sc::brk::WideFromBytes(heap, name);
-  if (!wide) {
-    result = BRK_E_UNEXPECTED;
-  } else {
-    result = BRK_E_MODULE_NOT_FOUND;
-    for (uint32_t i = 0; i < list->count; ++i) {
-      if (View(list->entries[i].name) != View(wide)) continue;
-      const std::string_view found(list->entries[i].brokerString);
-      auto *copy = static_cast<char *>(heap_Alloc(heap, found.size() + 1));
-      if (copy) {
-        found.copy(copy, found.size());
-        copy[found.size()] = 0;
-        *out = copy;
-      }
-      result = copy ? 0 : BRK_E_OUT_OF_MEMORY;
-      break;
-    }
-  }
-  heap_Free(heap, wide);
-  FreeList(heap, list);
-  return result;
+  sc::brk::ObjectRef object = sc::brk::Hold(handle);
+  if (!object) return BRK_E_INVALID_ARGUMENT;
+  return FindBrokerString(*object, componentType, name, out);
 }
 
-SC_API VQRESULT brk_InfoQuery(BrkObject *object, const char *brokerString, char **out) {
-  if (!sc::brk::IsOpen(object) || !brokerString || !out) return BRK_E_INVALID_ARGUMENT;
+SC_API VQRESULT brk_InfoQuery(BrkObject *handle, const char *brokerString, char **out) {
+  sc::brk::ObjectRef object = sc::brk::Hold(handle);
+  if (!object || !brokerString || !out) return BRK_E_INVALID_ARGUMENT;
   *out = nullptr;
-  const HeapInstance heap = object->cls->heap;
-  char16_t *wide = sc::brk::WideFromBytes(heap, brokerString);
-  if (!wide) return BRK_E_UNEXPECTED;
-  char16_t *path = nullptr;
-  const char16_t *answer = nullptr;
-  bool sharesEngine;
-  VQRESULT result = 0;
-  if (Engine *engine = sc::brk::FindEngine(object->cls, View(wide))) {
-    result = sc::brk::ModulePath(object, engine, nullptr, &path, &sharesEngine);
-  } else {
-    Addon *addon = nullptr;
-    result = sc::brk::Resolve(object, wide, &addon);
-    if (!result && !addon) result = BRK_E_BROKER_STRING_NOT_FOUND;
-    if (!result && sc::brk::IsDefaultForm(View(wide)))
-      answer = addon->brokerString;
-    else if (!result)
-      result = sc::brk::ModulePath(object, nullptr, addon, &path, &sharesEngine);
-  }
-  if (!result) {
-    *out = sc::brk::BytesFromWide(heap, path ? path : answer);
-    if (!*out) result = BRK_E_UNEXPECTED;
-  }
-  heap_Free(heap, path);
-  heap_Free(heap, wide);
-  return result;
+  return Info(*object, brokerString, out);
 }
 
-SC_API VQRESULT brk_InfoRelease(BrkObject *object, char *string) {
-  if (!sc::brk::IsOpen(object) || !string) return BRK_E_INVALID_ARGUMENT;
+SC_API VQRESULT brk_InfoRelease(BrkObject *handle, char *string) {
+  sc::brk::ObjectRef object = sc::brk::Hold(handle);
+  if (!object || !string) return BRK_E_INVALID_ARGUMENT;
   heap_Free(object->cls->heap, string);
   return 0;
 }

@@ -11,6 +11,7 @@
 #include <new>
 #include <type_traits>
 
+#include "foundation/live_set.h"
 #include "platform/module.h"
 #include "platform/thread_safety.h"
 #include "sc_brk.h"
@@ -96,11 +97,16 @@ struct SC_CAPABILITY("class lock") BrkClass {
   uint32_t objectCount;
 };
 
+// Objects and data handles hold their class until they are finalised, so that a call still
+// running on one after its close finds the class's registry and lock in place.
 struct BrkObject {
   BrkClass *cls;
   BrkResolveCallback objectCallback;
   char16_t *language;
   sc::brk::Engine *engine;  // null for an object opened without a broker string
+  sc::live::Entry *classHold;
+  // The engine's add-ons, when this was its last object; freed once no call is on the object.
+  sc::brk::Addon *droppedAddons;
 };
 
 struct BrkData {
@@ -111,6 +117,8 @@ struct BrkData {
   sc::brk::Addon *addon;
   BrkData *next;
   BrkData *previous;
+  BrkClass *cls;
+  sc::live::Entry *classHold;
 };
 
 namespace sc::brk {
@@ -128,9 +136,21 @@ class SC_SCOPED_CAPABILITY ClassLock {
   LockValue lock_;
 };
 
-// The handle names an open record of its kind (null does not).
-bool IsOpen(const BrkClass *cls);
-bool IsOpen(const BrkObject *object);
-bool IsOpen(const BrkData *data);
+// A handle resolved to an open record of its kind and held for one scope; empty for a null,
+// closed or foreign handle, whose memory is not read. A record closed while the call waited
+// for the class lock reports closing().
+using ClassRef = live::Held<BrkClass>;
+using ObjectRef = live::Held<BrkObject>;
+using DataRef = live::Held<BrkData>;
+
+inline ClassRef Hold(const BrkClass *cls) {
+  return ClassRef(cls, kClassKind);
+}
+inline ObjectRef Hold(const BrkObject *object) {
+  return ObjectRef(object, kObjectKind);
+}
+inline DataRef Hold(const BrkData *data) {
+  return DataRef(data, kDataKind);
+}
 
 }  // namespace sc::brk

@@ -1,7 +1,11 @@
 #include "broker/registry.h"
 
+#include <memory>
+#include <utility>
+
 #include "broker/text.h"
 #include "dataheader/wide_text.h"
+#include "foundation/result.h"
 #include "platform/directory.h"
 #include "sc_brk.h"
 
@@ -124,57 +128,6 @@ struct BrokerStringTraits {
   }
 };
 
-// What one scan keeps while it runs: the real directories it has listed (by device and inode,
-// so that a link back up the tree, or two links to one directory, lead nowhere new), and for
-// the list it adds to, its broker strings and its tail. Within one list the first reading of a
-// broker string wins, found through the set instead of a walk of the list per record.
-class Scan {
- public:
-  Scan(BrkClass *cls, Engine *engine, std::atomic<Addon *> &list)
-      : cls_(cls), engine_(engine), directories_(cls->heap), names_(cls->heap), tail_(&list) {}
-  Scan(const Scan &) = delete;
-  Scan &operator=(const Scan &) = delete;
-
-  BrkClass *cls() const { return cls_; }
-  Engine *engine() const { return engine_; }
-
-  // Takes in the records already listed; the out-of-memory code when the set cannot hold them.
-  VQRESULT Start() {
-    while (Addon *at = tail_->load(std::memory_order_acquire)) {
-      bool full;
-      names_.Insert(at, &full);
-      if (full) return BRK_E_OUT_OF_MEMORY;
-      tail_ = &at->next;
-    }
-    return 0;
-  }
-  // Whether the listing shows a directory this scan has not listed yet; a listing whose
-  // directory cannot be told counts as new (it lists nothing anyway). False with *full set
-  // when the set could not grow.
-  bool IsNew(const plat::DirectoryListing &listing, bool *full) {
-    *full = false;
-    plat::DirectoryIdentity identity;
-    if (!listing.Identity(identity)) return true;
-    const bool seen = directories_.Insert(identity, full) != nullptr;
-    return !seen && !*full;
-  }
-  // Appends the record at the tail of the list unless a record there has the same broker
-  // string (case included). False when it is refused (*full set when the set could not grow).
-  bool Add(Addon *record, bool *full) {
-    if (names_.Insert(record, full) || *full) return false;
-    tail_->store(record, std::memory_order_release);
-    tail_ = &record->next;
-    return true;
-  }
-
- private:
-  BrkClass *cls_;
-  Engine *engine_;
-  ScanSet<DirectoryTraits> directories_;
-  ScanSet<BrokerStringTraits> names_;
-  std::atomic<Addon *> *tail_;
-};
-
 bool IsEngineType(std::u16string_view type) {
   for (std::u16string_view known : kEngineTypes)
     if (type == known) return true;
@@ -195,6 +148,81 @@ void FreeAddon(HeapInstance heap, Addon *addon) {
   heap_Free(heap, addon->directory);
   heap_Free(heap, addon);
 }
+
+// An add-on record being read; freed with its header and directory unless handed on.
+struct DropAddon {
+  HeapInstance heap;
+  void operator()(Addon *addon) const { FreeAddon(heap, addon); }
+};
+using AddonBeingRead = std::unique_ptr<Addon, DropAddon>;
+
+// One scan of add-ons for a list (an engine's, or the shared one). It keeps the real
+// directories it has listed (by device and inode, so that a link back up the tree, or two
+// links to one directory, lead nowhere new) and the broker strings of the list and of what it
+// found, so that within one list the first reading of a broker string wins without a walk of
+// the list per record. What it finds joins the list together, at its tail, once the whole scan
+// has succeeded; a scan cut short leaves the list as it was, and readers never see a record
+// of it.
+class Scan {
+ public:
+  Scan(BrkClass *cls, Engine *engine, std::atomic<Addon *> &list)
+      : cls_(cls), engine_(engine), directories_(cls->heap), names_(cls->heap), list_(list) {}
+  ~Scan() { FreeAddons(cls_->heap, found_.load(std::memory_order_relaxed)); }
+  Scan(const Scan &) = delete;
+  Scan &operator=(const Scan &) = delete;
+
+  BrkClass *cls() const { return cls_; }
+  Engine *engine() const { return engine_; }
+
+  // Takes in the broker strings already listed; the out-of-memory code when the set cannot
+  // hold them.
+  VQRESULT Start() {
+    for (Addon *at = list_.load(std::memory_order_acquire); at;
+         at = at->next.load(std::memory_order_acquire)) {
+      bool full;
+      names_.Insert(at, &full);
+      if (full) return BRK_E_OUT_OF_MEMORY;
+    }
+    return 0;
+  }
+  // Whether the listing shows a directory this scan has not listed yet; a listing whose
+  // directory cannot be told counts as new (it lists nothing anyway). False with *full set
+  // when the set could not grow.
+  bool IsNew(const plat::DirectoryListing &listing, bool *full) {
+    *full = false;
+    plat::DirectoryIdentity identity;
+    if (!listing.Identity(identity)) return true;
+    const bool seen = directories_.Insert(identity, full) != nullptr;
+    return !seen && !*full;
+  }
+  // Takes the record, unless the list or the scan has its broker string (case included)
+  // already; the out-of-memory code when the set cannot grow.
+  VQRESULT Add(AddonBeingRead record) {
+    bool full;
+    if (names_.Insert(record.get(), &full) || full) return full ? BRK_E_OUT_OF_MEMORY : 0;
+    Addon *added = record.release();
+    tail_->store(added, std::memory_order_relaxed);
+    tail_ = &added->next;
+    return 0;
+  }
+  // Links what was found, complete, at the list's tail.
+  void Commit() {
+    std::atomic<Addon *> *tail = &list_;
+    while (Addon *at = tail->load(std::memory_order_acquire))
+      tail = &at->next;
+    tail->store(found_.exchange(nullptr, std::memory_order_relaxed), std::memory_order_release);
+    tail_ = &found_;
+  }
+
+ private:
+  BrkClass *cls_;
+  Engine *engine_;
+  ScanSet<DirectoryTraits> directories_;
+  ScanSet<BrokerStringTraits> names_;
+  std::atomic<Addon *> &list_;
+  std::atomic<Addon *> found_{nullptr};
+  std::atomic<Addon *> *tail_ = &found_;
+};
 
 // One engine header in an engine directory. Whatever is wrong with it only skips it.
 void ReadEngineHeader(BrkClass *cls, const char *path, const char *directory, Engine **&tail) {
@@ -219,40 +247,32 @@ void ReadEngineHeader(BrkClass *cls, const char *path, const char *directory, En
   tail = &engine->next;
 }
 
-// One add-on file found in `directory`, for the scan's engine or for the shared list. Only the
-// out-of-memory code of the scan's sets is reported; anything wrong with the file skips it.
+// One add-on file found in `directory`, for the scan's engine or for the shared list. What is
+// wrong with the file only skips it; running out of memory fails the scan, so that no add-on
+// is left out unnoticed.
 VQRESULT ReadAddonFile(Scan &scan, const char *path, const char *directory) {
   BrkClass *cls = scan.cls();
-  FileStructure *header = nullptr;
-  if (hdrpars_ReadFileHeader(path, &header)) return 0;
+  AddonBeingRead addon(NewRecord<Addon>(cls->heap), DropAddon{cls->heap});
+  if (!addon) return BRK_E_OUT_OF_MEMORY;
+  if (const VQRESULT read = hdrpars_ReadFileHeader(path, &addon->header))
+    return read == HDRPARS_E_OUT_OF_MEMORY ? BRK_E_OUT_OF_MEMORY : 0;
+  Tag *tags = addon->firstTag = addon->header->tags;
   if (Engine *engine = scan.engine()) {
     // The add-on names the engines it serves; one that names none serves every engine below
     // whose directory it lies.
-    const char16_t *engines = TagValue(header->tags, kEngineTag);
-    if (engines && View(engines).find(View(engine->brokerString)) == std::u16string_view::npos) {
-      hdrpars_DeleteFileStructure(header);
+    const char16_t *engines = TagValue(tags, kEngineTag);
+    if (engines && View(engines).find(View(engine->brokerString)) == std::u16string_view::npos)
       return 0;
-    }
   }
-  auto *addon = NewRecord<Addon>(cls->heap);
-  if (!addon) {
-    hdrpars_DeleteFileStructure(header);
-    return 0;
-  }
-  addon->header = header;
-  addon->firstTag = header->tags;
-  if (!ReadRequiredTags(header->tags, addon->componentType, addon->brokerString, addon->name)) {
-    FreeAddon(cls->heap, addon);
-    return 0;
-  }
+  if (!ReadRequiredTags(tags, addon->componentType, addon->brokerString, addon->name)) return 0;
   addon->brokerLength = View(addon->brokerString).size();
-  addon->language = TagValue(header->tags, kLanguageTag);
+  addon->language = TagValue(tags, kLanguageTag);
   // Kept as the 32-bit pattern, so a negative priority ranks above every other.
-  addon->priority = static_cast<uint32_t>(hdr::ParseDecimal(TagValue(header->tags, kPriorityTag)));
+  addon->priority = static_cast<uint32_t>(hdr::ParseDecimal(TagValue(tags, kPriorityTag)));
+  // A listed directory always has a wide form: only memory can be missing.
   addon->directory = WideFromBytes(cls->heap, directory);
-  bool full = false;
-  if (!addon->directory || !scan.Add(addon, &full)) FreeAddon(cls->heap, addon);
-  return full ? BRK_E_OUT_OF_MEMORY : 0;
+  if (!addon->directory) return BRK_E_OUT_OF_MEMORY;
+  return scan.Add(std::move(addon));
 }
 
 // Reads the files of one pattern in the directory as add-ons.
@@ -261,7 +281,7 @@ VQRESULT ReadAddonFiles(Scan &scan, const char *directory, const char *pattern) 
   while (const char *name = listing.NextMatch(pattern)) {
     HeapString path(scan.cls()->heap, JoinPath(scan.cls()->heap, directory, name));
     if (!path) return BRK_E_OUT_OF_MEMORY;
-    if (const VQRESULT failed = ReadAddonFile(scan, path.get(), directory)) return failed;
+    SC_TRY(ReadAddonFile(scan, path.get(), directory));
   }
   return 0;
 }
@@ -273,13 +293,13 @@ VQRESULT ScanAddonDirectory(Scan &scan, const char *directory, int depth) {
   plat::DirectoryListing subdirectories(directory);
   bool full;
   if (!scan.IsNew(subdirectories, &full)) return full ? BRK_E_OUT_OF_MEMORY : 0;
-  if (const VQRESULT failed = ReadAddonFiles(scan, directory, "*.hdr")) return failed;
-  if (const VQRESULT failed = ReadAddonFiles(scan, directory, "*.dat")) return failed;
+  SC_TRY(ReadAddonFiles(scan, directory, "*.hdr"));
+  SC_TRY(ReadAddonFiles(scan, directory, "*.dat"));
   if (depth >= kMaxDepth) return 0;
   while (const char *name = subdirectories.NextSubdirectory()) {
     HeapString path(scan.cls()->heap, JoinPath(scan.cls()->heap, directory, name));
     if (!path) return BRK_E_OUT_OF_MEMORY;
-    if (const VQRESULT failed = ScanAddonDirectory(scan, path.get(), depth + 1)) return failed;
+    SC_TRY(ScanAddonDirectory(scan, path.get(), depth + 1));
   }
   return 0;
 }
@@ -294,7 +314,7 @@ VQRESULT ScanSubdirectories(Scan &scan, const char *directory) {
   while (const char *name = listing.NextSubdirectory()) {
     HeapString path(scan.cls()->heap, JoinPath(scan.cls()->heap, directory, name));
     if (!path) return BRK_E_OUT_OF_MEMORY;
-    if (const VQRESULT failed = ScanAddonDirectory(scan, path.get(), 1)) return failed;
+    SC_TRY(ScanAddonDirectory(scan, path.get(), 1));
   }
   return 0;
 }
@@ -303,18 +323,14 @@ VQRESULT LoadInlineAddons(Scan &scan, Engine *engine) {
   BrkClass *cls = scan.cls();
   for (Tag *element = FindTag(engine->header->tags, kAddonTag); element;
        element = FindTag(element->next, kAddonTag)) {
-    auto *addon = NewRecord<Addon>(cls->heap);
-    if (!addon) continue;
+    // A record that cannot be made fails the whole load rather than being skipped.
+    AddonBeingRead addon(NewRecord<Addon>(cls->heap), DropAddon{cls->heap});
+    if (!addon) return BRK_E_OUT_OF_MEMORY;
     addon->firstTag = element->children;
-    if (!ReadRequiredTags(addon->firstTag, addon->componentType, addon->brokerString,
-                          addon->name)) {
-      heap_Free(cls->heap, addon);
+    if (!ReadRequiredTags(addon->firstTag, addon->componentType, addon->brokerString, addon->name))
       continue;
-    }
     addon->brokerLength = View(addon->brokerString).size();
-    bool full = false;
-    if (!scan.Add(addon, &full)) heap_Free(cls->heap, addon);
-    if (full) return BRK_E_OUT_OF_MEMORY;
+    SC_TRY(scan.Add(std::move(addon)));
   }
   return 0;
 }
@@ -423,17 +439,21 @@ VQRESULT ScanSharedAddons(BrkClass *cls) {
   heap_Free(cls->heap, widePath);
   if (!shared) return BRK_E_UNEXPECTED;
   Scan scan(cls, nullptr, cls->sharedAddons);
-  if (const VQRESULT failed = scan.Start()) return failed;
-  return ScanSubdirectories(scan, shared.get());
+  SC_TRY(scan.Start());
+  SC_TRY(ScanSubdirectories(scan, shared.get()));
+  scan.Commit();
+  return 0;
 }
 
 VQRESULT LoadEngineAddons(BrkClass *cls, Engine *engine) {
   Scan scan(cls, engine, engine->addons);
-  if (const VQRESULT failed = scan.Start()) return failed;
-  if (const VQRESULT failed = LoadInlineAddons(scan, engine)) return failed;
+  SC_TRY(scan.Start());
+  SC_TRY(LoadInlineAddons(scan, engine));
   HeapString directory(cls->heap, BytesFromWide(cls->heap, engine->directory));
   if (!directory) return BRK_E_UNEXPECTED;
-  return ScanSubdirectories(scan, directory.get());
+  SC_TRY(ScanSubdirectories(scan, directory.get()));
+  scan.Commit();
+  return 0;
 }
 
 Engine *FindEngine(const BrkClass *cls, std::u16string_view brokerString) {

@@ -10,9 +10,11 @@ namespace sc::brk {
 
 // Fills the engine list from the headers in the root's immediate subdirectories.
 VQRESULT ScanEngines(BrkClass *cls);
-// Adds the add-ons found below the shared directory to the shared list.
+// Adds the add-ons found below the shared directory to the shared list: every new one, or none
+// when the scan fails (memory running out included).
 VQRESULT ScanSharedAddons(BrkClass *cls);
-// Adds the engine's inline add-ons and those found below its directory to its list.
+// Adds the engine's inline add-ons and those found below its directory to its list, all or
+// none in the same way.
 VQRESULT LoadEngineAddons(BrkClass *cls, Engine *engine) SC_REQUIRES(*cls);
 
 // The first engine whose broker string equals this one ignoring case, or null.

@@ -17,7 +17,9 @@
 #   /** <text> */
 #   #define NAME ((VQRESULT)value)
 #
-# in ${SC_GENERATED_INCLUDE_DIR}/sc_<family>_codes.h, which the family's public header includes.
+# in ${SC_GENERATED_INCLUDE_DIR}/sc_<family>_codes.h, which the family's public header includes;
+# the header's own @file block lets the API reference show it (and check that every code has
+# its comment).
 # Names are <FAMILY>_E_<REASON> for failures and <FAMILY>_S_<REASON> for successes.
 
 # SC_GENERATED_INCLUDE_DIR is set by the top level; the install rules take every header in it.
@@ -82,6 +84,7 @@ function(sc_result_codes family table)
   get_filename_component(table ${table} ABSOLUTE)
   string(TOUPPER "${family}" prefix)
   set(header_name sc_${family}_codes.h)
+  set(family_header sc_${family}.h)
   set(guard "SC_${prefix}_CODES_H")
   file(RELATIVE_PATH source ${PROJECT_SOURCE_DIR} ${table})
   _sc_read_general_codes()
@@ -131,7 +134,12 @@ function(sc_result_codes family table)
     string(APPEND body "\n/** ${comment} */\n#define ${name} ((VQRESULT)${value})\n")
   endforeach()
 
-  set(content "/* Result codes of ${family}_, generated from ${source}; do not edit. */
+  set(content "/**
+ * @file ${header_name}
+ * The result codes of `${family}_` by name; ${family_header} includes this header. The comment of
+ * a code is the text that ${family}_ErrorGetString() gives for it, or, for a code without text,
+ * what it means. Generated from ${source}; do not edit.
+ */
 #ifndef ${guard}
 #define ${guard}
 

@@ -1,7 +1,8 @@
 # What `cmake --install` puts in place, in three components that become the Debian packages:
 #   Runtime      the library (real file and SONAME link) and its documents
-#   Development  the headers, the CMake package, the pkg-config file and the unversioned link
-#   Tools        the speechcommon tool and its man page
+#   Development  the headers, the CMake package, the pkg-config file, the unversioned link and
+#                the API reference (when built)
+#   Tools        the speechcommon tool, its man page and its bash completion
 # Every path is relative to the prefix, so an installed tree works wherever it is moved.
 include(CMakePackageConfigHelpers)
 
@@ -64,6 +65,12 @@ install(FILES ${PROJECT_SOURCE_DIR}/README.md ${PROJECT_SOURCE_DIR}/LICENSE
   ${PROJECT_SOURCE_DIR}/CHANGELOG.md
   DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/doc/speechcommon
   COMPONENT Runtime)
+# The API reference, when it was built (SC_BUILD_DOCS), goes with the headers it describes.
+if(SC_BUILD_DOCS)
+  install(DIRECTORY ${SC_DOCS_HTML}/
+    DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/doc/speechcommon/html
+    COMPONENT Development)
+endif()
 
 if(TARGET speechcommon_cli)
   # The tool finds the library beside it in the installed tree, whatever the prefix.
@@ -75,6 +82,12 @@ if(TARGET speechcommon_cli)
   endif()
   set_target_properties(speechcommon_cli PROPERTIES INSTALL_RPATH "${sc_tool_rpath}")
   install(TARGETS speechcommon_cli RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT Tools)
+  # The bash completion script (tools/CMakeLists.txt makes it with the tool), where
+  # bash-completion looks for it on demand.
+  install(FILES ${SC_COMPLETION_SCRIPT}
+    DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/bash-completion/completions
+    RENAME speechcommon
+    COMPONENT Tools)
 
   # The man page is made from the tool's own --help and --version, with the sections of
   # speechcommon.h2m added. help2man runs its program through the shell, so it is given a path

@@ -1,7 +1,7 @@
 # Debian packages from the install components (cpack -G DEB in the build tree):
 #   libspeechcommon1     Runtime       the shared library and its documents
 #   libspeechcommon-dev  Development   headers, CMake package, pkg-config file, unversioned link
-#   speechcommon-tools   Tools         the speechcommon tool and its man page
+#   speechcommon-tools   Tools         the speechcommon tool, its man page and bash completion
 # The package version is the project version; the development and tools packages depend on
 # the runtime package of exactly that version. Each description's first line is its summary.
 set(CPACK_GENERATOR DEB)
@@ -54,7 +54,8 @@ else()
 endif()
 set(CPACK_DEBIAN_TOOLS_DESCRIPTION "common services of a speech toolkit: command-line tool
 The speechcommon tool explains result codes, shows, extracts from and packs data header
-files, compiles, decompiles and looks words up in exception dictionaries, and lists and
-checks installed components, all through the library's public API.")
+files, compiles, checks, decompiles and looks words up in exception dictionaries, converts
+them to and from W3C pronunciation lexicons, and lists and checks installed components, all
+through the library's public API. With a bash completion script.")
 
 include(CPack)

@@ -7,6 +7,8 @@
 #include <cstring>
 #include <string_view>
 
+#include "foundation/alloc.h"
+#include "platform/text.h"
 #include "sc_common.h"
 
 #if defined(__SSE2__)
@@ -15,10 +17,7 @@
 
 namespace sc::hdr {
 
-// A null string reads as empty.
-inline std::u16string_view View(const char16_t *text) {
-  return text ? std::u16string_view(text) : std::u16string_view();
-}
+using plat::View;
 
 // Calls `visit` with the place of every c in [at, end), in order, while it returns true; false
 // when a call returned false. Four characters are compared at once.
@@ -72,10 +71,14 @@ inline const char16_t *FindChar(const char16_t *at, const char16_t *end, char16_
 }
 
 // A NUL-terminated copy, or null when out of memory.
-char16_t *CopyText(std::u16string_view text);
+inline char16_t *CopyText(std::u16string_view text) {
+  return plat::CopyText(text, RawAlloc);
+}
 
 // The 16-bit form of an 8-bit path, or null when out of memory.
-char16_t *WidePathFromBytes(const char *path);
+inline char16_t *WidePathFromBytes(const char *path) {
+  return plat::WideFromBytes(path, RawAlloc);
+}
 // The 8-bit form of a stored path: 0, the out-of-memory code, or the bad-state code for a null
 // path or one that no byte string converts to.
 VQRESULT BytesPathFromWide(const char16_t *path, char **out);

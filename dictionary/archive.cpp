@@ -7,7 +7,9 @@
 #include <cstring>
 #include <string>
 
-#include "dictionary/utf8.h"
+#include "dictionary/store_cursor.h"
+#include "foundation/result.h"
+#include "platform/text.h"
 #include "sc_edct.h"
 #include "sc_heap.h"
 #include "sc_srvspi.h"
@@ -16,12 +18,6 @@ namespace sc::edct {
 namespace {
 
 using image::Reversed;
-
-#define SC_TRY(expression)                \
-  do {                                    \
-    const VQRESULT tried_ = (expression); \
-    if (tried_) return tried_;            \
-  } while (0)
 
 // Reserves pieces of the image in order; while measuring nothing is stored and the pieces
 // handed out are null.
@@ -89,7 +85,7 @@ KeySizes MeasureKeys(const EntryStore &store) {
     StoreCursorCurrent(&cursor, &record);
     ++sizes.keys;
     sizes.utf16 += (std::char_traits<char16_t>::length(record.key) + 1) * 2;
-    sizes.utf8 += WcsUTF8Size(record.key);
+    sizes.utf8 += plat::WcsUTF8Size(record.key);
     const bool list = record.more;
     for (;;) {
       ++sizes.entries;
@@ -132,7 +128,7 @@ VQRESULT WriteKeysAndData(Writer &out, const SubDictionary &sub, const SectionPi
     out.Put(pieces.keyTable, key * 4, keyAt);
     unsigned char *keyOut = pieces.keyBlock + keyAt;
     if (pieces.utf8) {
-      keyAt += WcsToUTF8(record.key, reinterpret_cast<char *>(keyOut));
+      keyAt += plat::WcsToUTF8(record.key, reinterpret_cast<char *>(keyOut));
     } else {
       const auto bytes =
           static_cast<uint32_t>((std::char_traits<char16_t>::length(record.key) + 1) * 2);
@@ -329,7 +325,7 @@ VQRESULT LoadKey(Resource *resource, const image::SectionHeader &header,
   char16_t *out = *buffer;
   const unsigned char *at = block + begin, *stop = block + end;
   if (header.keyEncoding == image::kKeysUtf8) {
-    while (DecodeUTF8Unit(at, stop, out))
+    while (plat::DecodeUTF8Unit(at, stop, out))
       ++out;
   } else {
     for (; at + 2 <= stop && image::Load<char16_t>(at); at += 2)
@@ -436,6 +432,18 @@ VQRESULT LoadArchive(Dictionary *dictionary, const unsigned char *start) {
   return 0;
 }
 
+namespace {
+
+// Measures the image (no buffer) or writes it into the buffer of *size bytes.
+VQRESULT Archive(const Dictionary &dictionary, void *buffer, uint32_t *size, bool swap) {
+  if (buffer) std::memset(buffer, image::kMarker, *size);
+  Writer out(buffer, *size, swap);
+  SC_TRY(ArchiveDictionary(dictionary, out));
+  *size = out.used();
+  return 0;
+}
+
+}  // namespace
 }  // namespace sc::edct
 
 using namespace sc::edct;
@@ -443,19 +451,12 @@ using namespace sc::edct;
 extern "C" {
 
 SC_API VQRESULT edct_DctArchive(SafeHandle handle, void *buffer, uint32_t *size, uint32_t swap) {
-  Dictionary *dictionary = nullptr;
-  const VQRESULT resolved = ResolveDictionary(handle, &dictionary);
-  if (resolved) return resolved;
-  if (!size) return EDCT_E_NULL_POINTER;
+  Locked<Dictionary> dictionary(handle, EDCT_DCT_TAG);
+  if (!dictionary) return dictionary.result();
+  SC_TRY(CheckOut(size));
   if (dictionary->kind == kReadOnly) return EDCT_E_READ_ONLY;
-  GuardLock lock(dictionary->guard);
-  if (lock.result()) return lock.result();
-  if (buffer) std::memset(buffer, image::kMarker, *size);
-  Writer out(buffer, *size, swap != 0);
-  const VQRESULT written = ArchiveDictionary(*dictionary, out);
-  if (written) return written;
-  *size = out.used();
-  return 0;
+  if (buffer && *size) SC_TRY(osspi_IsGoodWritePtr(buffer, *size));
+  return Archive(*dictionary, buffer, size, swap != 0);
 }
 
 }  // extern "C"

@@ -2,12 +2,16 @@
 #include "dictionary/dictionary.h"
 
 #include <cstring>
-#include <optional>
+#include <memory>
 #include <string>
+#include <utility>
 
 #include "dictionary/archive.h"
 #include "dictionary/image_view.h"
+#include "dictionary/key_tree.h"
+#include "foundation/heap_ptr.h"
 #include "foundation/live_set.h"
+#include "foundation/quarantine.h"
 #include "foundation/resource.h"
 #include "sc_edct.h"
 #include "sc_heap.h"
@@ -129,50 +133,54 @@ void CollectWritable(Dictionary *dictionary, const char16_t *key, const EDCT_FIL
   }
 }
 
-// The start of an operation that changes a dictionary, after its own argument checks: a
-// read-only dictionary refuses; else `lock` takes the lock, and a change of entries is refused
-// while iterators are open.
-VQRESULT BeginChange(Dictionary *dictionary, bool ofEntries, std::optional<GuardLock> *lock) {
-  if (dictionary->kind == kReadOnly) return EDCT_E_READ_ONLY;
-  lock->emplace(dictionary->guard);
-  if ((*lock)->result()) return (*lock)->result();
-  if (ofEntries && dictionary->openIterators) return EDCT_E_ITERATOR_OPEN;
-  return 0;
-}
-
 // Heap copies of a Description and a Name (null ones stay null); false, with nothing held,
 // when memory runs out.
 bool CopyTexts(Resource *resource, const char16_t *description, const char16_t *name,
                char16_t **descriptionCopy, char16_t **nameCopy) {
-  *descriptionCopy = description ? CopyWide(resource, description) : nullptr;
-  *nameCopy = name ? CopyWide(resource, name) : nullptr;
-  if ((!description || *descriptionCopy) && (!name || *nameCopy)) return true;
-  heap_Free(resource->heap, *descriptionCopy);
-  heap_Free(resource->heap, *nameCopy);
-  return false;
+  auto descriptionHeld =
+      Owned(resource->heap, description ? CopyWide(resource, description) : nullptr);
+  auto nameHeld = Owned(resource->heap, name ? CopyWide(resource, name) : nullptr);
+  if ((description && !descriptionHeld) || (name && !nameHeld)) return false;
+  *descriptionCopy = descriptionHeld.release();
+  *nameCopy = nameHeld.release();
+  return true;
 }
 
-void FreeDictionary(Dictionary *dictionary) {
+// Everything a dictionary holds besides itself and its guard.
+void FreeContents(Dictionary *dictionary) {
   Resource *resource = dictionary->resource;
   if (dictionary->kind == kReadOnly) {
     CloseImageView(dictionary);
-  } else {
-    heap_Free(resource->heap, const_cast<char16_t *>(dictionary->name));
-    heap_Free(resource->heap, const_cast<char16_t *>(dictionary->description));
-    for (SubDictionary *sub = dictionary->first; sub;) {
-      SubDictionary *next = sub->next;
-      FreeSubDictionary(resource, sub);
-      sub = next;
-    }
+    return;
   }
-  heap_Free(resource->heap, dictionary);
+  heap_Free(resource->heap, const_cast<char16_t *>(dictionary->name));
+  heap_Free(resource->heap, const_cast<char16_t *>(dictionary->description));
+  for (SubDictionary *sub = dictionary->first; sub;) {
+    SubDictionary *next = sub->next;
+    FreeSubDictionary(resource, sub);
+    sub = next;
+  }
+}
+
+// A dictionary being built, freed whole unless it opens.
+struct FreeUnopened {
+  void operator()(Dictionary *dictionary) const {
+    FreeContents(dictionary);
+    heap_Free(dictionary->resource->heap, dictionary);
+  }
+};
+using Building = std::unique_ptr<Dictionary, FreeUnopened>;
+
+// Runs once the dictionary is closed and no call holds it any more.
+void FinalizeDictionary(void *object) {
+  auto *dictionary = static_cast<Dictionary *>(object);
+  FreeContents(dictionary);
+  SecObject guard = dictionary->guard;
+  Quarantine(dictionary, sizeof(Dictionary));
+  srvspi_SecClose(&guard);
 }
 
 }  // namespace
-
-VQRESULT ResolveDictionary(SafeHandle handle, Dictionary **out) {
-  return ResolveGuarded(handle, EDCT_DCT_TAG, out);
-}
 
 SubDictionary *AppendSubDictionary(Dictionary *dictionary) {
   auto *sub = static_cast<SubDictionary *>(
@@ -202,8 +210,17 @@ char *CopyString(Resource *resource, const char *text) {
   return copy;
 }
 
+EntryBlock::~EntryBlock() {
+  if (entries_) heap_Free(resource_->heap, entries_);
+}
+
+EDCT_ENTRY *EntryBlock::Take() {
+  return std::exchange(entries_, nullptr);
+}
+
 bool EntryBlock::Allocate(Resource *resource) {
   const size_t total = size_t{count_} * sizeof(EDCT_ENTRY) + bytes_;
+  resource_ = resource;
   entries_ = static_cast<EDCT_ENTRY *>(heap_Alloc(resource->heap, total));
   if (!entries_) return false;
   cursor_ = reinterpret_cast<unsigned char *>(entries_ + count_);
@@ -247,9 +264,9 @@ void EntryBlock::AddCopy(const SubDictionary &sub, const EntryRecord &record) {
 
 void EntryBlock::AddView(const ImageSubDictionary &section, const unsigned char *data,
                          uint32_t size) {
-  if (grow_ && count_ == capacity_ && !failed_) {
+  if (growing_ && count_ == capacity_ && !failed_) {
     const uint32_t capacity = capacity_ ? capacity_ * 2 : 4;
-    void *grown = heap_Realloc(grow_->heap, entries_, size_t{capacity} * sizeof(EDCT_ENTRY));
+    void *grown = heap_Realloc(resource_->heap, entries_, size_t{capacity} * sizeof(EDCT_ENTRY));
     if (grown) {
       entries_ = static_cast<EDCT_ENTRY *>(grown);
       capacity_ = capacity;
@@ -288,95 +305,60 @@ VQRESULT Notify(Dictionary *dictionary, uint32_t action, const char16_t *key,
   return answer ? EDCT_E_NOTIFY_FAILED : 0;
 }
 
-}  // namespace sc::edct
+namespace {
 
-using namespace sc::edct;
-
-extern "C" {
-
-SC_API VQRESULT edct_DctOpen(ResourceHandle resourceHandle, const void *image, uint32_t mode,
-                             EDCT_NOTIFY_FN notify, void *notifyUser, SafeHandle *out) {
-  Resource *resource = nullptr;
-  const VQRESULT resolved = InitRsrcFunction(resourceHandle, &resource);
-  if (resolved) return resolved;
-  if (!out) return EDCT_E_NULL_POINTER;
-  *out = g_vqNullHandle;
+VQRESULT Open(const HeldResource &held, ResourceHandle resourceHandle, const void *image,
+              uint32_t mode, EDCT_NOTIFY_FN notify, void *notifyUser, SafeHandle *out) {
   if (!image && mode == EDCT_OPEN_READONLY) return EDCT_E_READ_ONLY;
-  auto *dictionary = static_cast<Dictionary *>(heap_Calloc(resource->heap, 1, sizeof(Dictionary)));
+  Resource *resource = held.resource;
+  Building dictionary(
+      static_cast<Dictionary *>(heap_Calloc(resource->heap, 1, sizeof(Dictionary))));
   if (!dictionary) return EDCT_E_OUT_OF_MEMORY;
   dictionary->resource = resource;
   dictionary->resourceHandle = resourceHandle;
   dictionary->kind = mode == EDCT_OPEN_READONLY ? kReadOnly : kWritable;
-  VQRESULT result = 0;
-  if (image && mode == EDCT_OPEN_READONLY)
-    result = OpenImageView(dictionary, static_cast<const unsigned char *>(image));
-  else if (image)
-    result = LoadArchive(dictionary, static_cast<const unsigned char *>(image));
-  if (!result && notify && mode == EDCT_OPEN_READONLY) result = EDCT_E_READ_ONLY;
-  if (!result) result = OpenGuarded(resourceHandle, EDCT_DCT_TAG, dictionary, &dictionary->guard);
-  if (result) {
-    FreeDictionary(dictionary);
-    return result;
-  }
+  const auto *bytes = static_cast<const unsigned char *>(image);
+  if (image)
+    SC_TRY(mode == EDCT_OPEN_READONLY ? OpenImageView(dictionary.get(), bytes)
+                                      : LoadArchive(dictionary.get(), bytes));
+  if (notify && mode == EDCT_OPEN_READONLY) return EDCT_E_READ_ONLY;
   // The callback is kept only now, so that loading an image notifies nothing.
   if (dictionary->kind == kWritable) {
     dictionary->notify = notify;
     dictionary->notifyUser = notifyUser;
   }
-  *out = SafeHandle{dictionary, EDCT_DCT_TAG};
+  SC_TRY(OpenGuarded(resourceHandle, EDCT_DCT_TAG, dictionary.get(), &dictionary->guard,
+                     FinalizeDictionary));
+  *out = SafeHandle{dictionary.release(), EDCT_DCT_TAG};
   return 0;
 }
 
-SC_API VQRESULT edct_DctClose(SafeHandle handle) {
-  Dictionary *dictionary = nullptr;
-  const VQRESULT resolved = ResolveDictionary(handle, &dictionary);
-  if (resolved) return resolved;
-  SecObject guard = dictionary->guard;
-  const VQRESULT locked = srvspi_SecLock(guard);
-  if (locked) return locked;
-  VQRESULT refused = 0;
-  if (dictionary->openIterators != 0)
-    refused = EDCT_E_ITERATOR_OPEN;
-  else if (dictionary->registerCount > 0)
-    refused = EDCT_E_STILL_REGISTERED;
-  else if (dictionary->registerCount < 0)
-    refused = EDCT_E_BAD_REGISTER_COUNT;
-  if (refused) {
-    srvspi_SecUnlock(guard);
-    return refused;
-  }
-  sc::live::Remove(dictionary, EDCT_DCT_TAG);
-  FreeDictionary(dictionary);
-  return CloseGuardCopy(guard);
-}
-
-SC_API VQRESULT edct_DctAddEntry(SafeHandle handle, const char16_t *key, const EDCT_ENTRY *entries,
-                                 uint32_t count) {
-  Dictionary *dictionary = nullptr;
-  const VQRESULT resolved = ResolveDictionary(handle, &dictionary);
-  if (resolved) return resolved;
-  if (!key || !entries) return EDCT_E_NULL_POINTER;
-  std::optional<GuardLock> lock;
-  const VQRESULT begun = BeginChange(dictionary, true, &lock);
-  if (begun) return begun;
-  for (uint32_t i = 0; i < count; ++i) {
-    const VQRESULT added = AddOne(dictionary, key, entries[i]);
-    if (added) return added;
-  }
+VQRESULT CloseRefusal(const Dictionary &dictionary) {
+  if (dictionary.openIterators != 0) return EDCT_E_ITERATOR_OPEN;
+  if (dictionary.registerCount > 0) return EDCT_E_STILL_REGISTERED;
+  if (dictionary.registerCount < 0) return EDCT_E_BAD_REGISTER_COUNT;
   return 0;
 }
 
-SC_API VQRESULT edct_DctRemoveEntry(SafeHandle handle, const char16_t *key) {
-  Dictionary *dictionary = nullptr;
-  const VQRESULT resolved = ResolveDictionary(handle, &dictionary);
-  if (resolved) return resolved;
-  if (!key) return EDCT_E_NULL_POINTER;
-  std::optional<GuardLock> lock;
-  const VQRESULT begun = BeginChange(dictionary, true, &lock);
-  if (begun) return begun;
+// Why entries cannot change now, if they cannot.
+VQRESULT EntriesFixed(const Dictionary &dictionary) {
+  if (dictionary.kind == kReadOnly) return EDCT_E_READ_ONLY;
+  return dictionary.openIterators ? EDCT_E_ITERATOR_OPEN : 0;
+}
+
+VQRESULT AddEntries(Dictionary &dictionary, const char16_t *key, const EDCT_ENTRY *entries,
+                    uint32_t count) {
+  SC_TRY(EntriesFixed(dictionary));
+  for (uint32_t i = 0; i < count; ++i)
+    SC_TRY(AddOne(&dictionary, key, entries[i]));
+  return 0;
+}
+
+VQRESULT RemoveEntries(Dictionary &dictionary, const char16_t *key) {
+  SC_TRY(EntriesFixed(dictionary));
   uint32_t total = 0;
   bool held = false;
-  for (SubDictionary *sub = dictionary->first; sub; sub = sub->next) {
+  for (SubDictionary *sub = dictionary.first; sub; sub = sub->next) {
     uint32_t count = 0;
     if (EntryStoreRemove(&sub->store, key, &count) != 0) continue;
     held = true;
@@ -385,122 +367,159 @@ SC_API VQRESULT edct_DctRemoveEntry(SafeHandle handle, const char16_t *key) {
     total += count;
   }
   if (!held) return EDCT_E_NOT_FOUND;
-  dictionary->nbrEntries -= total;
-  --dictionary->nbrKeys;
-  return Notify(dictionary, EDCT_NOTIFY_REMOVED, key, nullptr);
+  dictionary.nbrEntries -= total;
+  --dictionary.nbrKeys;
+  return Notify(&dictionary, EDCT_NOTIFY_REMOVED, key, nullptr);
 }
 
-SC_API VQRESULT edct_DctGetEntryData(SafeHandle handle, const char16_t *key,
-                                     const EDCT_FILTER *filter, EDCT_ENTRY **entries,
-                                     uint32_t *count) {
-  Dictionary *dictionary = nullptr;
-  const VQRESULT resolved = ResolveDictionary(handle, &dictionary);
-  if (resolved) return resolved;
-  if (!key || !entries || !count) return EDCT_E_NULL_POINTER;
-  *entries = nullptr;
-  *count = 0;
-  GuardLock lock(dictionary->guard);
-  if (lock.result()) return lock.result();
-  EntryBlock block;
-  if (dictionary->kind == kReadOnly) {
+// The entries of a key that pass the filter, in one heap block.
+VQRESULT GetEntries(Dictionary &dictionary, const char16_t *key, const EDCT_FILTER *filter,
+                    EntryBlock *block) {
+  if (dictionary.kind == kReadOnly) {
     // The entries point into the image: one pass, the array growing as they come.
-    block.GrowFrom(dictionary->resource);
-    VQRESULT result = CollectImageEntries(dictionary, key, filter, &block);
-    if (!result && block.failed()) result = EDCT_E_OUT_OF_MEMORY;
-    if (!result && block.count() == 0) result = EDCT_E_NOT_FOUND;
-    if (result) {
-      heap_Free(dictionary->resource->heap, block.entries());
-      return result;
-    }
-  } else {
-    // Measured first and then filled, so that everything handed out is one heap block.
-    CollectWritable(dictionary, key, filter, &block);
-    if (block.count() == 0) return EDCT_E_NOT_FOUND;
-    if (!block.Allocate(dictionary->resource)) return EDCT_E_OUT_OF_MEMORY;
-    CollectWritable(dictionary, key, filter, &block);
+    block->GrowFrom(dictionary.resource);
+    SC_TRY(CollectImageEntries(&dictionary, key, filter, block));
+    if (block->failed()) return EDCT_E_OUT_OF_MEMORY;
+    return block->count() ? 0 : EDCT_E_NOT_FOUND;
   }
-  *entries = block.entries();
-  *count = block.count();
+  // Measured first and then filled, so that everything handed out is one heap block.
+  CollectWritable(&dictionary, key, filter, block);
+  if (block->count() == 0) return EDCT_E_NOT_FOUND;
+  if (!block->Allocate(dictionary.resource)) return EDCT_E_OUT_OF_MEMORY;
+  CollectWritable(&dictionary, key, filter, block);
   return 0;
 }
 
-SC_API VQRESULT edct_DctFreeEntryData(SafeHandle handle, EDCT_ENTRY *entries, uint32_t count) {
-  if (count == 0) return 0;
-  Dictionary *dictionary = nullptr;
-  const VQRESULT resolved = ResolveDictionary(handle, &dictionary);
-  if (resolved) return resolved;
-  if (!entries) return EDCT_E_NULL_POINTER;
-  GuardLock lock(dictionary->guard);
-  if (lock.result()) return lock.result();
-  // The array holds every copy its entries point to.
-  heap_Free(dictionary->resource->heap, entries);
-  return 0;
-}
-
-SC_API VQRESULT edct_DctGetInfo(SafeHandle handle, EDCT_INFO *info) {
-  Dictionary *dictionary = nullptr;
-  const VQRESULT resolved = ResolveDictionary(handle, &dictionary);
-  if (resolved) return resolved;
-  if (!info) return EDCT_E_NULL_POINTER;
-  GuardLock lock(dictionary->guard);
-  if (lock.result()) return lock.result();
-  const char16_t *description = dictionary->description;
-  const char16_t *name = dictionary->name;
-  if (dictionary->kind == kWritable) {
+VQRESULT GetInfo(const Dictionary &dictionary, EDCT_INFO *info) {
+  const char16_t *description = dictionary.description;
+  const char16_t *name = dictionary.name;
+  if (dictionary.kind == kWritable) {
     char16_t *descriptionCopy, *nameCopy;
-    if (!CopyTexts(dictionary->resource, description, name, &descriptionCopy, &nameCopy))
+    if (!CopyTexts(dictionary.resource, description, name, &descriptionCopy, &nameCopy))
       return EDCT_E_OUT_OF_MEMORY;
     description = descriptionCopy;
     name = nameCopy;
   }
   info->Description = description;
   info->Name = name;
-  info->NbrKeys = dictionary->nbrKeys;
-  info->NbrEntries = dictionary->nbrEntries;
+  info->NbrKeys = dictionary.nbrKeys;
+  info->NbrEntries = dictionary.nbrEntries;
   return 0;
 }
 
-SC_API VQRESULT edct_DctFreeInfo(SafeHandle handle, EDCT_INFO *info) {
-  Dictionary *dictionary = nullptr;
-  const VQRESULT resolved = ResolveDictionary(handle, &dictionary);
-  if (resolved) return resolved;
-  if (!info) return EDCT_E_NULL_POINTER;
-  GuardLock lock(dictionary->guard);
-  if (lock.result()) return lock.result();
-  if (dictionary->kind == kWritable) {
-    heap_Free(dictionary->resource->heap, const_cast<char16_t *>(info->Description));
-    heap_Free(dictionary->resource->heap, const_cast<char16_t *>(info->Name));
+VQRESULT FreeInfo(const Dictionary &dictionary, const EDCT_INFO &info) {
+  if (dictionary.kind == kWritable) {
+    heap_Free(dictionary.resource->heap, const_cast<char16_t *>(info.Description));
+    heap_Free(dictionary.resource->heap, const_cast<char16_t *>(info.Name));
   }
   return 0;
 }
 
-SC_API VQRESULT edct_DctSetInfo(SafeHandle handle, const EDCT_INFO *info) {
-  Dictionary *dictionary = nullptr;
-  const VQRESULT resolved = ResolveDictionary(handle, &dictionary);
-  if (resolved) return resolved;
-  if (!info) return EDCT_E_NULL_POINTER;
-  std::optional<GuardLock> lock;
-  const VQRESULT begun = BeginChange(dictionary, false, &lock);
-  if (begun) return begun;
+VQRESULT SetInfo(Dictionary &dictionary, const EDCT_INFO &info) {
+  if (dictionary.kind == kReadOnly) return EDCT_E_READ_ONLY;
   // Both copies are made before anything is freed, so a failure changes nothing.
-  Resource *resource = dictionary->resource;
+  Resource *resource = dictionary.resource;
   char16_t *description, *name;
-  if (!CopyTexts(resource, info->Description, info->Name, &description, &name))
+  if (!CopyTexts(resource, info.Description, info.Name, &description, &name))
     return EDCT_E_OUT_OF_MEMORY;
-  heap_Free(resource->heap, const_cast<char16_t *>(dictionary->description));
-  heap_Free(resource->heap, const_cast<char16_t *>(dictionary->name));
-  dictionary->description = description;
-  dictionary->name = name;
+  heap_Free(resource->heap, const_cast<char16_t *>(dictionary.description));
+  heap_Free(resource->heap, const_cast<char16_t *>(dictionary.name));
+  dictionary.description = description;
+  dictionary.name = name;
   return 0;
 }
 
+}  // namespace
+}  // namespace sc::edct
+
+using namespace sc::edct;
+using sc::HeldResource;
+
+extern "C" {
+
+SC_API VQRESULT edct_DctOpen(ResourceHandle resourceHandle, const void *image, uint32_t mode,
+                             EDCT_NOTIFY_FN notify, void *notifyUser, SafeHandle *out) {
+  HeldResource resource;
+  SC_TRY(sc::ResolveResource(resourceHandle, &resource));
+  SC_TRY(CheckOut(out));
+  *out = g_vqNullHandle;
+  return Open(resource, resourceHandle, image, mode, notify, notifyUser, out);
+}
+
+SC_API VQRESULT edct_DctClose(SafeHandle handle) {
+  Locked<Dictionary> dictionary(handle, EDCT_DCT_TAG);
+  if (!dictionary) return dictionary.result();
+  SC_TRY(CloseRefusal(*dictionary));
+  dictionary.Close();
+  return 0;
+}
+
+SC_API VQRESULT edct_DctAddEntry(SafeHandle handle, const char16_t *key, const EDCT_ENTRY *entries,
+                                 uint32_t count) {
+  Locked<Dictionary> dictionary(handle, EDCT_DCT_TAG);
+  if (!dictionary) return dictionary.result();
+  if (!key || !entries) return EDCT_E_NULL_POINTER;
+  return AddEntries(*dictionary, key, entries, count);
+}
+
+SC_API VQRESULT edct_DctRemoveEntry(SafeHandle handle, const char16_t *key) {
+  Locked<Dictionary> dictionary(handle, EDCT_DCT_TAG);
+  if (!dictionary) return dictionary.result();
+  if (!key) return EDCT_E_NULL_POINTER;
+  return RemoveEntries(*dictionary, key);
+}
+
+SC_API VQRESULT edct_DctGetEntryData(SafeHandle handle, const char16_t *key,
+                                     const EDCT_FILTER *filter, EDCT_ENTRY **entries,
+                                     uint32_t *count) {
+  Locked<Dictionary> dictionary(handle, EDCT_DCT_TAG);
+  if (!dictionary) return dictionary.result();
+  if (!key) return EDCT_E_NULL_POINTER;
+  SC_TRY(CheckOut(entries, count));
+  *entries = nullptr;
+  *count = 0;
+  EntryBlock block;
+  SC_TRY(GetEntries(*dictionary, key, filter, &block));
+  *count = block.count();
+  *entries = block.Take();
+  return 0;
+}
+
+SC_API VQRESULT edct_DctFreeEntryData(SafeHandle handle, EDCT_ENTRY *entries, uint32_t count) {
+  if (count == 0) return 0;
+  Locked<Dictionary> dictionary(handle, EDCT_DCT_TAG);
+  if (!dictionary) return dictionary.result();
+  if (!entries) return EDCT_E_NULL_POINTER;
+  // The array holds every copy its entries point to.
+  heap_Free(dictionary->resource->heap, entries);
+  return 0;
+}
+
+SC_API VQRESULT edct_DctGetInfo(SafeHandle handle, EDCT_INFO *info) {
+  Locked<Dictionary> dictionary(handle, EDCT_DCT_TAG);
+  if (!dictionary) return dictionary.result();
+  SC_TRY(CheckOut(info));
+  return GetInfo(*dictionary, info);
+}
+
+SC_API VQRESULT edct_DctFreeInfo(SafeHandle handle, EDCT_INFO *info) {
+  Locked<Dictionary> dictionary(handle, EDCT_DCT_TAG);
+  if (!dictionary) return dictionary.result();
+  if (!info) return EDCT_E_NULL_POINTER;
+  return FreeInfo(*dictionary, *info);
+}
+
+SC_API VQRESULT edct_DctSetInfo(SafeHandle handle, const EDCT_INFO *info) {
+  Locked<Dictionary> dictionary(handle, EDCT_DCT_TAG);
+  if (!dictionary) return dictionary.result();
+  if (!info) return EDCT_E_NULL_POINTER;
+  return SetInfo(*dictionary, *info);
+}
+
 SC_API VQRESULT edct_DctGetCallbackError(SafeHandle handle, uint32_t *value) {
-  Dictionary *dictionary = nullptr;
-  const VQRESULT resolved = ResolveDictionary(handle, &dictionary);
-  if (resolved) return resolved;
-  if (!value) return EDCT_E_NULL_POINTER;
-  GuardLock lock(dictionary->guard);
-  if (lock.result()) return lock.result();
+  Locked<Dictionary> dictionary(handle, EDCT_DCT_TAG);
+  if (!dictionary) return dictionary.result();
+  SC_TRY(CheckOut(value));
   *value = dictionary->callbackError;
   return 0;
 }

@@ -7,6 +7,7 @@
 #include "dictionary/entry_store.h"
 #include "dictionary/guarded.h"
 #include "dictionary/image_layout.h"
+#include "foundation/result.h"
 #include "sc_edct.h"
 #include "sc_srvspi.h"
 
@@ -66,10 +67,6 @@ struct Dictionary {
   void *notifyUser;
 };
 
-// Checks a dictionary handle (the handle itself, that the object is open, its guard and its
-// Resource) and hands out the object.
-VQRESULT ResolveDictionary(SafeHandle handle, Dictionary **out);
-
 // For the archive loader: a new SubDictionary at the end of the list with every field zero
 // (its store not yet initialised), or null when memory runs out.
 SubDictionary *AppendSubDictionary(Dictionary *dictionary);
@@ -82,15 +79,25 @@ char *CopyString(Resource *resource, const char *text);
 // Builds the entry arrays that are handed out: the EDCT_ENTRY array and every copy it points
 // to in one heap block, so one free releases all. Used twice: first to measure (no block),
 // then, after Allocate, to fill in the same order. Entries that point into an image copy
-// nothing, so for them the block can instead grow as they come, in one pass.
+// nothing, so for them the block can instead grow as they come, in one pass. The block is
+// freed with the builder unless taken.
 class EntryBlock {
  public:
-  void GrowFrom(Resource *resource) { grow_ = resource; }
+  EntryBlock() = default;
+  ~EntryBlock();
+  EntryBlock(const EntryBlock &) = delete;
+  EntryBlock &operator=(const EntryBlock &) = delete;
+
+  void GrowFrom(Resource *resource) {
+    resource_ = resource;
+    growing_ = true;
+  }
   // A growing block could not grow; it holds the entries added before.
   bool failed() const { return failed_; }
   bool filling() const { return entries_ != nullptr; }
   uint32_t count() const { return count_; }
-  EDCT_ENTRY *entries() const { return entries_; }
+  // The block, now the caller's to free.
+  EDCT_ENTRY *Take();
   // Allocates what was measured and starts filling; false when memory runs out.
   bool Allocate(Resource *resource);
   // Starts the entries of a writable SubDictionary (its attributes are copied once).
@@ -108,7 +115,8 @@ class EntryBlock {
   const char *language_ = nullptr;
   const char *model_ = nullptr;
   const char *engine_ = nullptr;
-  Resource *grow_ = nullptr;
+  Resource *resource_ = nullptr;
+  bool growing_ = false;
   uint32_t capacity_ = 0;
   bool failed_ = false;
 };

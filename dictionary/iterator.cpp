@@ -2,12 +2,16 @@
 // hands out each key with its entries of that SubDictionary.
 #include <cstring>
 #include <string>
+#include <utility>
 
 #include "dictionary/dictionary.h"
 #include "dictionary/image_view.h"
-#include "dictionary/utf8.h"
+#include "dictionary/store_cursor.h"
+#include "foundation/heap_ptr.h"
 #include "foundation/live_set.h"
+#include "foundation/quarantine.h"
 #include "foundation/resource.h"
+#include "platform/text.h"
 #include "sc_edct.h"
 #include "sc_heap.h"
 #include "sc_safeh.h"
@@ -36,10 +40,6 @@ struct DictionaryIterator {
 
 bool Writable(const DictionaryIterator &iterator) {
   return iterator.dictionary->kind == kWritable;
-}
-
-VQRESULT ResolveIterator(SafeHandle handle, DictionaryIterator **out) {
-  return ResolveGuarded(handle, EDCT_DCTIT_TAG, out);
 }
 
 // Gives back what the current position handed out.
@@ -112,7 +112,7 @@ VQRESULT BuildWritable(DictionaryIterator *iterator) {
   if (iterator->wantEntries) {
     if (!block.Allocate(resource)) return EDCT_E_OUT_OF_MEMORY;
     WalkRecords(iterator, &block, &first);
-    iterator->entries = block.entries();
+    iterator->entries = block.Take();
   }
   if (iterator->wantKey) {
     iterator->key = CopyWide(resource, first.key);
@@ -139,7 +139,7 @@ VQRESULT ImageKeyOut(DictionaryIterator *iterator) {
   char16_t *out = copy;
   const unsigned char *at = stored.begin;
   if (section.header.keyEncoding == image::kKeysUtf8) {
-    while (DecodeUTF8Unit(at, stored.end, out))
+    while (plat::DecodeUTF8Unit(at, stored.end, out))
       ++out;
   } else {
     for (; at + 2 <= stored.end && image::Load<char16_t>(at); at += 2)
@@ -158,16 +158,71 @@ VQRESULT BuildReadOnly(DictionaryIterator *iterator) {
   if (iterator->wantEntries && block.count()) {
     if (!block.Allocate(iterator->resource)) return EDCT_E_OUT_OF_MEMORY;
     AddImageEntries(*iterator->image, iterator->index, &block);
-    iterator->entries = block.entries();
+    iterator->entries = block.Take();
   }
   return iterator->wantKey ? ImageKeyOut(iterator) : 0;
 }
 
-// Changes the dictionary's count of open iterators under its lock.
-VQRESULT CountIterator(Dictionary *dictionary, int change) {
-  GuardLock lock(dictionary->guard);
-  if (lock.result()) return lock.result();
-  dictionary->openIterators += change;
+// Changes the dictionary's count of open iterators under its lock; entry, when given, is the
+// caller's hold, and a dictionary closed meanwhile is refused.
+VQRESULT CountIterator(Dictionary &dictionary, const live::Entry *entry, int change) {
+  ObjectLock lock(&dictionary.guard, entry);
+  SC_TRY(lock.result());
+  dictionary.openIterators += change;
+  return 0;
+}
+
+// Runs once the iterator is closed and no call holds it any more.
+void FinalizeIterator(void *object) {
+  auto *iterator = static_cast<DictionaryIterator *>(object);
+  Release(iterator);
+  SecObject guard = iterator->guard;
+  Quarantine(iterator, sizeof(DictionaryIterator));
+  srvspi_SecClose(&guard);
+}
+
+VQRESULT Open(const HeldResource &resource, ResourceHandle resourceHandle,
+              const Held<Dictionary> &dictionary, SafeHandle *out) {
+  // Read-only dictionaries count their iterators too, so that none outlives its dictionary.
+  SC_TRY(CountIterator(*dictionary, dictionary.entry(), +1));
+  auto iterator = HeapCalloc<DictionaryIterator>(resource.resource->heap);
+  VQRESULT result = iterator ? 0 : EDCT_E_OUT_OF_MEMORY;
+  if (!result) {
+    iterator->resource = resource.resource;
+    iterator->dictionary = dictionary.get();
+    Restart(iterator.get());
+    result = OpenGuarded(resourceHandle, EDCT_DCTIT_TAG, iterator.get(), &iterator->guard,
+                         FinalizeIterator);
+  }
+  if (result) {
+    CountIterator(*dictionary, dictionary.entry(), -1);
+    return result;
+  }
+  *out = SafeHandle{iterator.release(), EDCT_DCTIT_TAG};
+  return 0;
+}
+
+// Builds the current position once; later calls at it hand out the same, whatever they ask
+// for.
+VQRESULT Current(DictionaryIterator &iterator, bool wantKey, bool wantEntries) {
+  iterator.wantKey = wantKey;
+  iterator.wantEntries = wantEntries;
+  if (iterator.ended) return EDCT_E_ITERATOR_ENDED;
+  if (iterator.currentBuilt) return 0;
+  const VQRESULT built = Writable(iterator) ? BuildWritable(&iterator) : BuildReadOnly(&iterator);
+  if (built) Release(&iterator);
+  return built;
+}
+
+VQRESULT Increment(DictionaryIterator &iterator) {
+  if (iterator.ended) return EDCT_E_ITERATOR_ENDED;
+  Release(&iterator);
+  if (Writable(iterator))
+    StoreCursorAdvance(&iterator.cursor);
+  else
+    ++iterator.index;
+  Position(&iterator);
+  iterator.currentBuilt = 0;
   return 0;
 }
 
@@ -180,70 +235,35 @@ extern "C" {
 
 SC_API VQRESULT edct_DctItOpen(ResourceHandle resourceHandle, SafeHandle dictionaryHandle,
                                SafeHandle *out) {
-  Resource *resource = nullptr;
-  const VQRESULT resolved = InitRsrcFunction(resourceHandle, &resource);
-  if (resolved) return resolved;
-  if (!out) return EDCT_E_NULL_POINTER;
-  Dictionary *dictionary = nullptr;
-  const VQRESULT found = ResolveDictionary(dictionaryHandle, &dictionary);
-  if (found) return found;
+  sc::HeldResource resource;
+  SC_TRY(sc::ResolveResource(resourceHandle, &resource));
+  SC_TRY(CheckOut(out));
+  Held<Dictionary> dictionary(dictionaryHandle, EDCT_DCT_TAG);
+  if (!dictionary) return dictionary.result();
   *out = g_vqNullHandle;
-  // Read-only dictionaries count their iterators too, so that none outlives its dictionary.
-  const VQRESULT counted = CountIterator(dictionary, +1);
-  if (counted) return counted;
-  auto *iterator =
-      static_cast<DictionaryIterator *>(heap_Calloc(resource->heap, 1, sizeof(DictionaryIterator)));
-  VQRESULT result = iterator ? 0 : EDCT_E_OUT_OF_MEMORY;
-  if (!result) {
-    iterator->resource = resource;
-    iterator->dictionary = dictionary;
-    Restart(iterator);
-    result = OpenGuarded(resourceHandle, EDCT_DCTIT_TAG, iterator, &iterator->guard);
-  }
-  if (result) {
-    heap_Free(resource->heap, iterator);
-    CountIterator(dictionary, -1);
-    return result;
-  }
-  *out = SafeHandle{iterator, EDCT_DCTIT_TAG};
-  return 0;
+  return Open(resource, resourceHandle, dictionary, out);
 }
 
 SC_API VQRESULT edct_DctItClose(SafeHandle handle) {
-  DictionaryIterator *iterator = nullptr;
-  const VQRESULT resolved = ResolveIterator(handle, &iterator);
-  if (resolved) return resolved;
-  SecObject guard = iterator->guard;
-  const VQRESULT locked = srvspi_SecLock(guard);
-  if (locked) return locked;
-  const VQRESULT counted = CountIterator(iterator->dictionary, -1);
-  if (counted) {
-    srvspi_SecUnlock(guard);
-    return counted;
-  }
-  sc::live::Remove(iterator, EDCT_DCTIT_TAG);
-  Release(iterator);
-  heap_Free(iterator->resource->heap, iterator);
-  return CloseGuardCopy(guard);
+  Locked<DictionaryIterator> iterator(handle, EDCT_DCTIT_TAG);
+  if (!iterator) return iterator.result();
+  // The dictionary cannot have closed while its count included this iterator.
+  SC_TRY(CountIterator(*iterator->dictionary, nullptr, -1));
+  iterator.Close();
+  return 0;
 }
 
 SC_API VQRESULT edct_DctItReset(SafeHandle handle) {
-  DictionaryIterator *iterator = nullptr;
-  const VQRESULT resolved = ResolveIterator(handle, &iterator);
-  if (resolved) return resolved;
-  GuardLock lock(iterator->guard);
-  if (lock.result()) return lock.result();
-  Restart(iterator);
+  Locked<DictionaryIterator> iterator(handle, EDCT_DCTIT_TAG);
+  if (!iterator) return iterator.result();
+  Restart(iterator.get());
   return 0;
 }
 
 SC_API VQRESULT edct_DctItHasEnded(SafeHandle handle, uint32_t *ended) {
-  DictionaryIterator *iterator = nullptr;
-  const VQRESULT resolved = ResolveIterator(handle, &iterator);
-  if (resolved) return resolved;
-  if (!ended) return EDCT_E_NULL_POINTER;
-  GuardLock lock(iterator->guard);
-  if (lock.result()) return lock.result();
+  Locked<DictionaryIterator> iterator(handle, EDCT_DCTIT_TAG);
+  if (!iterator) return iterator.result();
+  SC_TRY(CheckOut(ended));
   *ended = iterator->ended;
   return 0;
 }
@@ -251,26 +271,19 @@ SC_API VQRESULT edct_DctItHasEnded(SafeHandle handle, uint32_t *ended) {
 SC_API VQRESULT edct_DctItCurrent(SafeHandle handle, const char16_t **key,
                                   const EDCT_ENTRY **entries, uint32_t *count,
                                   uint32_t *newSection) {
-  DictionaryIterator *iterator = nullptr;
-  const VQRESULT resolved = ResolveIterator(handle, &iterator);
-  if (resolved) return resolved;
+  Locked<DictionaryIterator> iterator(handle, EDCT_DCTIT_TAG);
+  if (!iterator) return iterator.result();
+  // Every output is optional; those given are probed and cleared first.
+  for (auto [out, size] : {std::pair<void *, size_t>{key, sizeof *key},
+                           {entries, sizeof *entries},
+                           {count, sizeof *count},
+                           {newSection, sizeof *newSection}})
+    if (out) SC_TRY(osspi_IsGoodWritePtr(out, size));
   if (key) *key = nullptr;
   if (entries) *entries = nullptr;
   if (count) *count = 0;
   if (newSection) *newSection = 0;
-  GuardLock lock(iterator->guard);
-  if (lock.result()) return lock.result();
-  iterator->wantKey = key != nullptr;
-  iterator->wantEntries = entries != nullptr;
-  if (iterator->ended) return EDCT_E_ITERATOR_ENDED;
-  // A position is built once; later calls at it hand out the same, whatever they ask for.
-  if (!iterator->currentBuilt) {
-    const VQRESULT built = Writable(*iterator) ? BuildWritable(iterator) : BuildReadOnly(iterator);
-    if (built) {
-      Release(iterator);
-      return built;
-    }
-  }
+  SC_TRY(Current(*iterator, key != nullptr, entries != nullptr));
   if (key) *key = iterator->key;
   if (entries) *entries = iterator->entries;
   if (count) *count = iterator->entryCount;
@@ -281,20 +294,9 @@ SC_API VQRESULT edct_DctItCurrent(SafeHandle handle, const char16_t **key,
 }
 
 SC_API VQRESULT edct_DctItIncrement(SafeHandle handle) {
-  DictionaryIterator *iterator = nullptr;
-  const VQRESULT resolved = ResolveIterator(handle, &iterator);
-  if (resolved) return resolved;
-  GuardLock lock(iterator->guard);
-  if (lock.result()) return lock.result();
-  if (iterator->ended) return EDCT_E_ITERATOR_ENDED;
-  Release(iterator);
-  if (Writable(*iterator))
-    StoreCursorAdvance(&iterator->cursor);
-  else
-    ++iterator->index;
-  Position(iterator);
-  iterator->currentBuilt = 0;
-  return 0;
+  Locked<DictionaryIterator> iterator(handle, EDCT_DCTIT_TAG);
+  if (!iterator) return iterator.result();
+  return Increment(*iterator);
 }
 
 }  // extern "C"

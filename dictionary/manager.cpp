@@ -1,7 +1,11 @@
 // Dictionary managers: an ordered list of registered dictionaries, searched from the first;
 // the first that holds entries for a key answers. Lock order: manager, then dictionary.
+#include <utility>
+
 #include "dictionary/dictionary.h"
+#include "foundation/heap_ptr.h"
 #include "foundation/live_set.h"
+#include "foundation/quarantine.h"
 #include "foundation/resource.h"
 #include "sc_edct.h"
 #include "sc_heap.h"
@@ -21,185 +25,88 @@ struct DictionaryManager {
   SecObject guard;
 };
 
-VQRESULT ResolveManager(SafeHandle handle, DictionaryManager **out) {
-  return ResolveGuarded(handle, EDCT_DCTMGR_TAG, out);
-}
-
 // The link that leads to the dictionary's registration, or null.
-Registration **Find(DictionaryManager *manager, SafeHandle dictionary) {
-  for (Registration **link = &manager->first; *link; link = &(*link)->next)
+Registration **Find(DictionaryManager &manager, SafeHandle dictionary) {
+  for (Registration **link = &manager.first; *link; link = &(*link)->next)
     if (safeh_HandlesEqual((*link)->dictionary, dictionary)) return link;
   return nullptr;
 }
 
 // Raises or lowers a dictionary's registration count under its lock; a count that would
 // fall below 0 is refused.
-VQRESULT ChangeRegisterCount(Dictionary *dictionary, int change) {
-  GuardLock lock(dictionary->guard);
-  if (lock.result()) return lock.result();
+VQRESULT ChangeRegisterCount(const Held<Dictionary> &dictionary, int change) {
+  ObjectLock lock(&dictionary->guard, dictionary.entry());
+  SC_TRY(lock.result());
   if (change < 0 && dictionary->registerCount < 1) return EDCT_E_BAD_REGISTER_COUNT;
   dictionary->registerCount += change;
   return 0;
 }
 
-// Resolves both handles of a registration operation.
-VQRESULT ResolveBoth(SafeHandle managerHandle, SafeHandle dictionaryHandle,
-                     DictionaryManager **manager, Dictionary **dictionary) {
-  const VQRESULT found = ResolveManager(managerHandle, manager);
-  if (found) return found;
-  return ResolveDictionary(dictionaryHandle, dictionary);
+// Runs once the manager is closed and no call holds it any more.
+void FinalizeManager(void *object) {
+  auto *manager = static_cast<DictionaryManager *>(object);
+  SecObject guard = manager->guard;
+  Quarantine(manager, sizeof(DictionaryManager));
+  srvspi_SecClose(&guard);
+}
+
+VQRESULT Open(const HeldResource &resource, ResourceHandle resourceHandle, SafeHandle *out) {
+  auto manager = HeapCalloc<DictionaryManager>(resource.resource->heap);
+  if (!manager) return EDCT_E_OUT_OF_MEMORY;
+  manager->resource = resource.resource;
+  SC_TRY(OpenGuarded(resourceHandle, EDCT_DCTMGR_TAG, manager.get(), &manager->guard,
+                     FinalizeManager));
+  *out = SafeHandle{manager.release(), EDCT_DCTMGR_TAG};
+  return 0;
+}
+
+// Unregisters every dictionary still in the list, from the last; a failure on the way leaves
+// a manager that still works and can be closed again.
+VQRESULT UnregisterAll(DictionaryManager &manager) {
+  while (manager.first) {
+    Registration **link = &manager.first;
+    while ((*link)->next)
+      link = &(*link)->next;
+    Held<Dictionary> dictionary((*link)->dictionary, EDCT_DCT_TAG);
+    SC_TRY(dictionary.result());
+    SC_TRY(ChangeRegisterCount(dictionary, -1));
+    heap_Free(manager.resource->heap, std::exchange(*link, nullptr));
+  }
+  return 0;
+}
+
+VQRESULT Register(DictionaryManager &manager, const Held<Dictionary> &dictionary, SafeHandle handle,
+                  bool front) {
+  if (Find(manager, handle)) return EDCT_E_ALREADY_REGISTERED;
+  auto registration = HeapCalloc<Registration>(manager.resource->heap);
+  if (!registration) return EDCT_E_OUT_OF_MEMORY;
+  SC_TRY(ChangeRegisterCount(dictionary, +1));
+  registration->dictionary = handle;
+  Registration **link = &manager.first;
+  if (!front)
+    while (*link)
+      link = &(*link)->next;
+  registration->next = *link;
+  *link = registration.release();
+  return 0;
 }
 
 // Runs `change` under the manager's lock on the registration of a dictionary in its list.
 template <class Change>
 VQRESULT WithRegistration(SafeHandle managerHandle, SafeHandle dictionaryHandle, Change change) {
-  DictionaryManager *manager = nullptr;
-  Dictionary *dictionary = nullptr;
-  const VQRESULT resolved = ResolveBoth(managerHandle, dictionaryHandle, &manager, &dictionary);
-  if (resolved) return resolved;
-  GuardLock lock(manager->guard);
-  if (lock.result()) return lock.result();
-  Registration **link = Find(manager, dictionaryHandle);
+  Locked<DictionaryManager> manager(managerHandle, EDCT_DCTMGR_TAG);
+  if (!manager) return manager.result();
+  Held<Dictionary> dictionary(dictionaryHandle, EDCT_DCT_TAG);
+  if (!dictionary) return dictionary.result();
+  Registration **link = Find(*manager, dictionaryHandle);
   if (!link) return EDCT_E_NOT_REGISTERED;
-  return change(manager, dictionary, link);
+  return change(*manager, dictionary, link);
 }
 
-}  // namespace
-}  // namespace sc::edct
-
-using namespace sc::edct;
-
-extern "C" {
-
-SC_API VQRESULT edct_DctMgrOpen(ResourceHandle resourceHandle, SafeHandle *out) {
-  Resource *resource = nullptr;
-  const VQRESULT resolved = InitRsrcFunction(resourceHandle, &resource);
-  if (resolved) return resolved;
-  if (!out) return EDCT_E_NULL_POINTER;
-  *out = g_vqNullHandle;
-  auto *manager =
-      static_cast<DictionaryManager *>(heap_Calloc(resource->heap, 1, sizeof(DictionaryManager)));
-  if (!manager) return EDCT_E_OUT_OF_MEMORY;
-  manager->resource = resource;
-  const VQRESULT result = OpenGuarded(resourceHandle, EDCT_DCTMGR_TAG, manager, &manager->guard);
-  if (result) {
-    heap_Free(resource->heap, manager);
-    return result;
-  }
-  *out = SafeHandle{manager, EDCT_DCTMGR_TAG};
-  return 0;
-}
-
-SC_API VQRESULT edct_DctMgrClose(SafeHandle handle) {
-  DictionaryManager *manager = nullptr;
-  const VQRESULT resolved = ResolveManager(handle, &manager);
-  if (resolved) return resolved;
-  SecObject guard = manager->guard;
-  const VQRESULT locked = srvspi_SecLock(guard);
-  if (locked) return locked;
-  // Everything still registered is unregistered first, from the last; only then the guard
-  // goes, so a failure on the way leaves a manager that still works and can be closed again.
-  while (manager->first) {
-    Registration **link = &manager->first;
-    while ((*link)->next)
-      link = &(*link)->next;
-    Dictionary *dictionary = nullptr;
-    VQRESULT result = ResolveDictionary((*link)->dictionary, &dictionary);
-    if (!result) result = ChangeRegisterCount(dictionary, -1);
-    if (result) {
-      srvspi_SecUnlock(guard);
-      return result;
-    }
-    heap_Free(manager->resource->heap, *link);
-    *link = nullptr;
-  }
-  sc::live::Remove(manager, EDCT_DCTMGR_TAG);
-  heap_Free(manager->resource->heap, manager);
-  return CloseGuardCopy(guard);
-}
-
-SC_API VQRESULT edct_DctMgrRegisterDct(SafeHandle managerHandle, SafeHandle dictionaryHandle,
-                                       uint32_t front) {
-  DictionaryManager *manager = nullptr;
-  Dictionary *dictionary = nullptr;
-  const VQRESULT resolved = ResolveBoth(managerHandle, dictionaryHandle, &manager, &dictionary);
-  if (resolved) return resolved;
-  GuardLock lock(manager->guard);
-  if (lock.result()) return lock.result();
-  if (Find(manager, dictionaryHandle)) return EDCT_E_ALREADY_REGISTERED;
-  auto *registration =
-      static_cast<Registration *>(heap_Alloc(manager->resource->heap, sizeof(Registration)));
-  if (!registration) return EDCT_E_OUT_OF_MEMORY;
-  const VQRESULT counted = ChangeRegisterCount(dictionary, +1);
-  if (counted) {
-    heap_Free(manager->resource->heap, registration);
-    return counted;
-  }
-  registration->dictionary = dictionaryHandle;
-  Registration **link = &manager->first;
-  if (!front)
-    while (*link)
-      link = &(*link)->next;
-  registration->next = *link;
-  *link = registration;
-  return 0;
-}
-
-SC_API VQRESULT edct_DctMgrUnregisterDct(SafeHandle managerHandle, SafeHandle dictionaryHandle) {
-  return WithRegistration(
-      managerHandle, dictionaryHandle,
-      [](DictionaryManager *manager, Dictionary *dictionary, Registration **link) {
-        const VQRESULT counted = ChangeRegisterCount(dictionary, -1);
-        if (counted) return counted;
-        Registration *gone = *link;
-        *link = gone->next;
-        heap_Free(manager->resource->heap, gone);
-        return VQRESULT{0};
-      });
-}
-
-SC_API VQRESULT edct_DctMgrPromoteDct(SafeHandle managerHandle, SafeHandle dictionaryHandle) {
-  return WithRegistration(managerHandle, dictionaryHandle,
-                          [](DictionaryManager *manager, Dictionary *, Registration **link) {
-                            Registration *moved = *link;
-                            *link = moved->next;
-                            moved->next = manager->first;
-                            manager->first = moved;
-                            return VQRESULT{0};
-                          });
-}
-
-SC_API VQRESULT edct_DctMgrGetRegisteredDcts(SafeHandle handle, SafeHandle *dictionaries,
-                                             uint32_t *count) {
-  DictionaryManager *manager = nullptr;
-  const VQRESULT resolved = ResolveManager(handle, &manager);
-  if (resolved) return resolved;
-  if (!count) return EDCT_E_NULL_POINTER;
-  GuardLock lock(manager->guard);
-  if (lock.result()) return lock.result();
-  uint32_t registered = 0;
-  for (const Registration *at = manager->first; at; at = at->next)
-    ++registered;
-  if (dictionaries) {
-    if (registered > *count) return EDCT_E_BUFFER_TOO_SMALL;
-    uint32_t i = 0;
-    for (const Registration *at = manager->first; at; at = at->next)
-      dictionaries[i++] = at->dictionary;
-  }
-  *count = registered;
-  return 0;
-}
-
-SC_API VQRESULT edct_DctMgrGetEntryData(SafeHandle handle, const char16_t *key,
-                                        const EDCT_FILTER *filter, EDCT_ENTRY **entries,
-                                        uint32_t *count, SafeHandle *dictionary) {
-  DictionaryManager *manager = nullptr;
-  const VQRESULT resolved = ResolveManager(handle, &manager);
-  if (resolved) return resolved;
-  if (!key || !entries || !count || !dictionary) return EDCT_E_NULL_POINTER;
-  GuardLock lock(manager->guard);
-  if (lock.result()) return lock.result();
-  for (const Registration *at = manager->first; at; at = at->next) {
+// The first registered dictionary, in search order, that has entries for the key.
+VQRESULT Search(const DictionaryManager &manager, const char16_t *key, const EDCT_FILTER *filter,
+                EDCT_ENTRY **entries, uint32_t *count, SafeHandle *dictionary) {
+  for (const Registration *at = manager.first; at; at = at->next) {
     EDCT_ENTRY *found = nullptr;
     uint32_t number = 0;
     const VQRESULT result = edct_DctGetEntryData(at->dictionary, key, filter, &found, &number);
@@ -214,6 +121,87 @@ SC_API VQRESULT edct_DctMgrGetEntryData(SafeHandle handle, const char16_t *key,
   *count = 0;
   *dictionary = g_vqNullHandle;
   return EDCT_E_NOT_FOUND;
+}
+
+}  // namespace
+}  // namespace sc::edct
+
+using namespace sc::edct;
+
+extern "C" {
+
+SC_API VQRESULT edct_DctMgrOpen(ResourceHandle resourceHandle, SafeHandle *out) {
+  sc::HeldResource resource;
+  SC_TRY(sc::ResolveResource(resourceHandle, &resource));
+  SC_TRY(CheckOut(out));
+  *out = g_vqNullHandle;
+  return Open(resource, resourceHandle, out);
+}
+
+SC_API VQRESULT edct_DctMgrClose(SafeHandle handle) {
+  Locked<DictionaryManager> manager(handle, EDCT_DCTMGR_TAG);
+  if (!manager) return manager.result();
+  SC_TRY(UnregisterAll(*manager));
+  manager.Close();
+  return 0;
+}
+
+SC_API VQRESULT edct_DctMgrRegisterDct(SafeHandle managerHandle, SafeHandle dictionaryHandle,
+                                       uint32_t front) {
+  Locked<DictionaryManager> manager(managerHandle, EDCT_DCTMGR_TAG);
+  if (!manager) return manager.result();
+  Held<Dictionary> dictionary(dictionaryHandle, EDCT_DCT_TAG);
+  if (!dictionary) return dictionary.result();
+  return Register(*manager, dictionary, dictionaryHandle, front != 0);
+}
+
+SC_API VQRESULT edct_DctMgrUnregisterDct(SafeHandle managerHandle, SafeHandle dictionaryHandle) {
+  return WithRegistration(
+      managerHandle, dictionaryHandle,
+      [](DictionaryManager &manager, const Held<Dictionary> &dictionary, Registration **link) {
+        SC_TRY(ChangeRegisterCount(dictionary, -1));
+        heap_Free(manager.resource->heap, std::exchange(*link, (*link)->next));
+        return VQRESULT{0};
+      });
+}
+
+SC_API VQRESULT edct_DctMgrPromoteDct(SafeHandle managerHandle, SafeHandle dictionaryHandle) {
+  return WithRegistration(
+      managerHandle, dictionaryHandle,
+      [](DictionaryManager &manager, const Held<Dictionary> &, Registration **link) {
+        Registration *moved = std::exchange(*link, (*link)->next);
+        moved->next = std::exchange(manager.first, moved);
+        return VQRESULT{0};
+      });
+}
+
+SC_API VQRESULT edct_DctMgrGetRegisteredDcts(SafeHandle handle, SafeHandle *dictionaries,
+                                             uint32_t *count) {
+  Locked<DictionaryManager> manager(handle, EDCT_DCTMGR_TAG);
+  if (!manager) return manager.result();
+  SC_TRY(CheckOut(count));
+  uint32_t registered = 0;
+  for (const Registration *at = manager->first; at; at = at->next)
+    ++registered;
+  if (dictionaries) {
+    if (registered > *count) return EDCT_E_BUFFER_TOO_SMALL;
+    if (registered) SC_TRY(osspi_IsGoodWritePtr(dictionaries, registered * sizeof(SafeHandle)));
+    uint32_t i = 0;
+    for (const Registration *at = manager->first; at; at = at->next)
+      dictionaries[i++] = at->dictionary;
+  }
+  *count = registered;
+  return 0;
+}
+
+SC_API VQRESULT edct_DctMgrGetEntryData(SafeHandle handle, const char16_t *key,
+                                        const EDCT_FILTER *filter, EDCT_ENTRY **entries,
+                                        uint32_t *count, SafeHandle *dictionary) {
+  Locked<DictionaryManager> manager(handle, EDCT_DCTMGR_TAG);
+  if (!manager) return manager.result();
+  if (!key) return EDCT_E_NULL_POINTER;
+  SC_TRY(CheckOut(entries, count, dictionary));
+  return Search(*manager, key, filter, entries, count, dictionary);
 }
 
 }  // extern "C"

@@ -1,5 +1,5 @@
 // The process allocator as the library uses it. Every allocation of the library passes here,
-// so that tests can make any one of them fail and can count what is still held.
+// so that the tests' build of it can make any one of them fail and count what is still held.
 #pragma once
 
 #include <cstddef>
@@ -12,7 +12,11 @@ void *RawCalloc(size_t count, size_t size);
 // On failure returns null and the old block stays valid.
 void *RawRealloc(void *block, size_t size);
 void RawFree(void *block);
+// The block is no longer the library's to count; whoever keeps it frees it with std::free.
+void RawForget(void *block);
 
+// Only in the archive the tests link (built with SC_TESTING_HOOKS); the shipped library has
+// no failure hook and no counters.
 namespace testing {
 
 // Makes the nth allocation from now on fail (1 = the next one); 0 turns failures off.

@@ -1,3 +1,4 @@
+#include "foundation/heap_ptr.h"
 #include "foundation/lock_record.h"
 #include "sc_critsec.h"
 #include "sc_heap.h"
@@ -9,14 +10,11 @@ extern "C" {
 
 SC_API VQRESULT critsec_ObjOpen(LockInstance, HeapInstance heap, uint32_t, LockValue *lock) {
   if (!lock) return CRITSEC_E_NULL_POINTER;
-  auto *record = static_cast<LockRecord *>(heap_Alloc(heap, sizeof(LockRecord)));
+  auto record = sc::Owned(heap, static_cast<LockRecord *>(heap_Alloc(heap, sizeof(LockRecord))));
   if (!record) return CRITSEC_E_OUT_OF_MEMORY;
   record->heap = heap;
-  if (!sc::plat::LockInit(&record->lock)) {
-    heap_Free(heap, record);
-    return CRITSEC_E_UNEXPECTED;
-  }
-  *lock = reinterpret_cast<LockValue>(record);
+  if (!sc::plat::LockInit(&record->lock)) return CRITSEC_E_UNEXPECTED;
+  *lock = reinterpret_cast<LockValue>(record.release());
   return 0;
 }
 

@@ -1,4 +1,6 @@
-#include <atomic>
+// The process allocator behind every heap instance. The archive the tests link is built from
+// the same source with SC_TESTING_HOOKS: there every allocation can be made to fail and the
+// blocks held are counted; the shipped library has neither.
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
@@ -6,9 +8,14 @@
 #include "foundation/alloc.h"
 #include "sc_heap.h"
 
+#if SC_TESTING_HOOKS
+#include <atomic>
+#endif
+
 namespace sc {
 namespace {
 
+#if SC_TESTING_HOOKS
 std::atomic<uint64_t> g_countdown{0};  // 0: no failure planned
 std::atomic<bool> g_failEvery{false};
 std::atomic<bool> g_failed{false};
@@ -35,6 +42,16 @@ bool ShouldFail() {
   return false;
 }
 
+void Count(int64_t change) {
+  g_live.fetch_add(change, std::memory_order_relaxed);
+}
+#else
+constexpr bool ShouldFail() {
+  return false;
+}
+constexpr void Count(int64_t) {}
+#endif
+
 // A request of 0 bytes still yields a distinct block, so null always means failure.
 size_t AtLeastOne(size_t size) {
   return size ? size : 1;
@@ -45,7 +62,7 @@ size_t AtLeastOne(size_t size) {
 void *RawAlloc(size_t size) {
   if (ShouldFail()) return nullptr;
   void *block = std::malloc(AtLeastOne(size));
-  if (block) g_live.fetch_add(1, std::memory_order_relaxed);
+  if (block) Count(1);
   return block;
 }
 
@@ -53,23 +70,28 @@ void *RawCalloc(size_t count, size_t size) {
   if (ShouldFail()) return nullptr;
   if (size && count > PTRDIFF_MAX / size) return nullptr;  // the product would overflow
   void *block = (count == 0 || size == 0) ? std::calloc(1, 1) : std::calloc(count, size);
-  if (block) g_live.fetch_add(1, std::memory_order_relaxed);
+  if (block) Count(1);
   return block;
 }
 
 void *RawRealloc(void *block, size_t size) {
   if (ShouldFail()) return nullptr;
   void *grown = std::realloc(block, AtLeastOne(size));
-  if (grown && !block) g_live.fetch_add(1, std::memory_order_relaxed);
+  if (grown && !block) Count(1);
   return grown;
 }
 
 void RawFree(void *block) {
   if (!block) return;
-  g_live.fetch_sub(1, std::memory_order_relaxed);
+  Count(-1);
   std::free(block);
 }
 
+void RawForget(void *block) {
+  if (block) Count(-1);
+}
+
+#if SC_TESTING_HOOKS
 namespace testing {
 
 void FailNthAllocation(uint64_t nth, bool every) {
@@ -87,6 +109,7 @@ int64_t LiveBlocks() {
 }
 
 }  // namespace testing
+#endif
 }  // namespace sc
 
 // Every heap instance is served by the process allocator; the instance is carried so that a

@@ -1,131 +1,241 @@
-// An open-addressing hash set split into shards. Lookups take no lock: they read the slots
-// with atomic loads. Changes take the shard's lock. A table that grows is replaced, and the
-// old one is kept (on a list, for the life of the process) because a lookup may still be
-// reading it; the tables double, so what is kept never exceeds the size of the newest.
+// A hash set split into shards, each a table of buckets that chain their entries. Lookups take
+// no lock: they follow the chains with atomic loads, and take a hold by one compare-and-swap on
+// the entry's state word (generation, hold count, closing flag), which succeeds only while the
+// entry still describes the object the lookup compared. Changes take the shard's lock; those
+// that move or unlink entries make the shard's version odd while they run, and a lookup that
+// finds nothing believes its miss only when the version was even and unchanged throughout.
+//
+// Entries live in blocks that are never freed, and tables that grow are kept for lookups still
+// on them (they double, so what is kept never exceeds the newest); nothing a lookup can reach
+// is ever freed.
 #include "foundation/live_set.h"
 
 #include <atomic>
 #include <cstddef>
 #include <cstdlib>
+#include <thread>
 
+#include "foundation/quarantine.h"
 #include "platform/lock.h"
 
 namespace sc::live {
+
+// The state word: generation in the high half; the hold count in bits 1 to 31 (the set's own
+// count for an open object, plus one per hold); bit 0 set while closing and while unused.
+constexpr uint64_t kClosing = 1;
+constexpr uint64_t kOne = 2;
+constexpr uint64_t kLowHalf = 0xFFFF'FFFFu;
+
+struct Entry {
+  std::atomic<uint64_t> state;
+  std::atomic<const void *> object;
+  std::atomic<uint32_t> kind;
+  std::atomic<Entry *> next;  // the bucket's chain while entered, the pool's list while unused
+  Finalize finalize;
+};
+
 namespace {
 
-constexpr uintptr_t kEmpty = 0;
-constexpr uintptr_t kDeleted = 1;
 constexpr size_t kShards = 16;
-
-struct Slot {
-  std::atomic<uintptr_t> object;  // kEmpty, kDeleted or an object
-  std::atomic<uint32_t> kind;     // written before the object, read after it
-};
+constexpr size_t kEntriesPerBlock = 64;
 
 struct Table {
   size_t capacity;  // a power of two
   Table *retired;   // the table this one replaced
-  Slot slots[1];
+  std::atomic<Entry *> heads[1];
 };
 
 struct Shard {
   plat::Mutex mutex;
-  std::atomic<Table *> table{nullptr};   // replaced under the mutex, read without it
-  size_t used SC_GUARDED_BY(mutex) = 0;  // live plus deleted slots
+  std::atomic<Table *> table{nullptr};  // replaced under the mutex, read without it
+  std::atomic<uint64_t> version{0};     // odd while entries move or leave
+  size_t entries SC_GUARDED_BY(mutex) = 0;
 };
 
 Shard g_shards[kShards];
 
-size_t Hash(uintptr_t object, uint32_t kind) {
-  uint64_t x = static_cast<uint64_t>(object) ^ (static_cast<uint64_t>(kind) << 32);
+plat::Mutex g_poolMutex;
+Entry *g_pool SC_GUARDED_BY(g_poolMutex) = nullptr;
+
+size_t Hash(const void *object, uint32_t kind) {
+  uint64_t x = reinterpret_cast<uintptr_t>(object) ^ (static_cast<uint64_t>(kind) << 32);
   x ^= x >> 33;
   x *= 0xff51afd7ed558ccdULL;
   x ^= x >> 33;
   return static_cast<size_t>(x);
 }
 
-Shard &ShardOf(uintptr_t object) {
-  return g_shards[(object >> 4) % kShards];
+Shard &ShardOf(const void *object) {
+  return g_shards[(reinterpret_cast<uintptr_t>(object) >> 4) % kShards];
 }
 
-Slot *Find(Table *table, uintptr_t object, uint32_t kind) {
-  if (!table) return nullptr;
-  const size_t mask = table->capacity - 1;
-  for (size_t i = Hash(object, kind) & mask;; i = (i + 1) & mask) {
-    Slot &slot = table->slots[i];
-    const uintptr_t held = slot.object.load(std::memory_order_acquire);
-    if (held == kEmpty) return nullptr;
-    if (held == object && slot.kind.load(std::memory_order_relaxed) == kind) return &slot;
+std::atomic<Entry *> &Bucket(Table *table, const void *object, uint32_t kind) {
+  return table->heads[Hash(object, kind) & (table->capacity - 1)];
+}
+
+Entry *TakeEntry() {
+  plat::MutexHold hold(g_poolMutex);
+  if (!g_pool) {
+    // Zeroed memory is a block of unused entries of generation 0.
+    auto *block = static_cast<Entry *>(std::calloc(kEntriesPerBlock, sizeof(Entry)));
+    if (!block) return nullptr;
+    for (size_t i = 0; i < kEntriesPerBlock; ++i) {
+      block[i].state.store(kClosing, std::memory_order_relaxed);
+      block[i].next.store(i + 1 < kEntriesPerBlock ? &block[i + 1] : nullptr,
+                          std::memory_order_relaxed);
+    }
+    g_pool = block;
   }
+  Entry *entry = g_pool;
+  g_pool = entry->next.load(std::memory_order_relaxed);
+  return entry;
 }
 
-void Insert(Table *table, uintptr_t object, uint32_t kind) {
-  const size_t mask = table->capacity - 1;
-  size_t i = Hash(object, kind) & mask;
-  while (table->slots[i].object.load(std::memory_order_relaxed) > kDeleted)
-    i = (i + 1) & mask;
-  table->slots[i].kind.store(kind, std::memory_order_relaxed);
-  table->slots[i].object.store(object, std::memory_order_release);
+// A new generation begins, so a lookup still holding the old state word fails its swap.
+void ReturnEntry(Entry *entry) {
+  const uint64_t generation = (entry->state.load(std::memory_order_relaxed) >> 32) + 1;
+  entry->state.store(generation << 32 | kClosing, std::memory_order_release);
+  plat::MutexHold hold(g_poolMutex);
+  entry->next.store(g_pool, std::memory_order_release);
+  g_pool = entry;
 }
 
-Table *NewTable(size_t capacity) {
-  // Zeroed memory is a table of empty slots.
-  auto *table =
-      static_cast<Table *>(std::calloc(1, offsetof(Table, slots) + capacity * sizeof(Slot)));
-  if (table) table->capacity = capacity;
-  return table;
+void Push(std::atomic<Entry *> &head, Entry *entry) {
+  entry->next.store(head.load(std::memory_order_relaxed), std::memory_order_release);
+  head.store(entry, std::memory_order_release);
 }
 
-// Replaces the shard's table by one twice as large holding its live entries.
+// Replaces the shard's table by one twice as large, moving every entry.
 bool Grow(Shard &shard) SC_REQUIRES(shard.mutex) {
   Table *old = shard.table.load(std::memory_order_relaxed);
-  Table *grown = NewTable(old ? old->capacity * 2 : 64);
+  const size_t capacity = old ? old->capacity * 2 : 64;
+  auto *grown = static_cast<Table *>(
+      std::calloc(1, offsetof(Table, heads) + capacity * sizeof(std::atomic<Entry *>)));
   if (!grown) return false;
-  size_t used = 0;
+  grown->capacity = capacity;
+  grown->retired = old;
+  shard.version.fetch_add(1, std::memory_order_relaxed);
   for (size_t i = 0; old && i < old->capacity; ++i) {
-    const uintptr_t object = old->slots[i].object.load(std::memory_order_relaxed);
-    if (object > kDeleted) {
-      Insert(grown, object, old->slots[i].kind.load(std::memory_order_relaxed));
-      ++used;
+    for (Entry *entry = old->heads[i].load(std::memory_order_relaxed); entry;) {
+      Entry *next = entry->next.load(std::memory_order_relaxed);
+      Push(Bucket(grown, entry->object.load(std::memory_order_relaxed),
+                  entry->kind.load(std::memory_order_relaxed)),
+           entry);
+      entry = next;
     }
   }
-  grown->retired = old;
   shard.table.store(grown, std::memory_order_release);
-  shard.used = used;
+  shard.version.fetch_add(1, std::memory_order_release);
   return true;
+}
+
+void Unlink(Shard &shard, Entry *entry) SC_REQUIRES(shard.mutex) {
+  Table *table = shard.table.load(std::memory_order_relaxed);
+  std::atomic<Entry *> *link = &Bucket(table, entry->object.load(std::memory_order_relaxed),
+                                       entry->kind.load(std::memory_order_relaxed));
+  while (link->load(std::memory_order_relaxed) != entry)
+    link = &link->load(std::memory_order_relaxed)->next;
+  shard.version.fetch_add(1, std::memory_order_relaxed);
+  link->store(entry->next.load(std::memory_order_relaxed), std::memory_order_release);
+  shard.version.fetch_add(1, std::memory_order_release);
+  --shard.entries;
+}
+
+// A hold on the entry if it is open and still describes this object.
+bool TryHold(Entry *entry, const void *object, uint32_t kind) {
+  uint64_t state = entry->state.load(std::memory_order_acquire);
+  for (;;) {
+    if (state & kClosing) return false;
+    if (entry->object.load(std::memory_order_acquire) != object ||
+        entry->kind.load(std::memory_order_acquire) != kind)
+      return false;
+    if (entry->state.compare_exchange_weak(state, state + kOne, std::memory_order_acq_rel,
+                                           std::memory_order_acquire))
+      return true;
+  }
 }
 
 }  // namespace
 
-bool Add(const void *object, uint32_t kind) {
-  const auto key = reinterpret_cast<uintptr_t>(object);
-  if (key <= kDeleted) return false;
-  Shard &shard = ShardOf(key);
-  plat::MutexHold hold(shard.mutex);
-  bool ok = true;
-  if (!Find(shard.table.load(std::memory_order_relaxed), key, kind)) {
+Entry *Add(void *object, uint32_t kind, Finalize finalize) {
+  if (!object) return nullptr;
+  Entry *entry = TakeEntry();
+  if (!entry) return nullptr;
+  entry->object.store(object, std::memory_order_release);
+  entry->kind.store(kind, std::memory_order_release);
+  entry->finalize = finalize;
+  const uint64_t generation = entry->state.load(std::memory_order_relaxed) >> 32;
+  entry->state.store(generation << 32 | kOne, std::memory_order_release);
+  Shard &shard = ShardOf(object);
+  {
+    plat::MutexHold hold(shard.mutex);
     Table *table = shard.table.load(std::memory_order_relaxed);
-    if (!table || (shard.used + 1) * 2 > table->capacity) ok = Grow(shard);
-    if (ok) {
-      Insert(shard.table.load(std::memory_order_relaxed), key, kind);
-      ++shard.used;
+    if (!table || shard.entries + 1 > table->capacity) {
+      if (!Grow(shard)) {
+        ReturnEntry(entry);
+        return nullptr;
+      }
+      table = shard.table.load(std::memory_order_relaxed);
     }
+    Push(Bucket(table, object, kind), entry);
+    ++shard.entries;
   }
-  return ok;
+  CountOpening();
+  return entry;
 }
 
-void Remove(const void *object, uint32_t kind) {
-  const auto key = reinterpret_cast<uintptr_t>(object);
-  Shard &shard = ShardOf(key);
-  plat::MutexHold hold(shard.mutex);
-  if (Slot *slot = Find(shard.table.load(std::memory_order_relaxed), key, kind))
-    slot->object.store(kDeleted, std::memory_order_release);
+Entry *Hold(const void *object, uint32_t kind) {
+  Shard &shard = ShardOf(object);
+  for (;;) {
+    const uint64_t version = shard.version.load(std::memory_order_acquire);
+    if (version % 2 == 0) {
+      Table *table = shard.table.load(std::memory_order_acquire);
+      if (!table) return nullptr;
+      // A lookup that wandered off through moved entries notices it by the version.
+      size_t steps = 0;
+      for (Entry *entry = Bucket(table, object, kind).load(std::memory_order_acquire); entry;
+           entry = entry->next.load(std::memory_order_acquire)) {
+        if (TryHold(entry, object, kind)) return entry;
+        if (++steps % 64 == 0 && shard.version.load(std::memory_order_acquire) != version) break;
+      }
+      if (shard.version.load(std::memory_order_acquire) == version) return nullptr;
+    }
+    std::this_thread::yield();
+  }
 }
 
-bool Contains(const void *object, uint32_t kind) {
-  const auto key = reinterpret_cast<uintptr_t>(object);
-  if (key <= kDeleted) return false;
-  return Find(ShardOf(key).table.load(std::memory_order_acquire), key, kind) != nullptr;
+void HoldAgain(Entry *entry) {
+  entry->state.fetch_add(kOne, std::memory_order_relaxed);
+}
+
+void Leave(Entry *entry) {
+  const uint64_t before = entry->state.fetch_sub(kOne, std::memory_order_acq_rel);
+  if ((before & kLowHalf) != (kOne | kClosing)) return;
+  entry->finalize(const_cast<void *>(entry->object.load(std::memory_order_relaxed)));
+  ReturnEntry(entry);
+}
+
+bool Close(Entry *entry) {
+  Shard &shard = ShardOf(entry->object.load(std::memory_order_relaxed));
+  {
+    plat::MutexHold hold(shard.mutex);
+    uint64_t state = entry->state.load(std::memory_order_acquire);
+    do {
+      if (state & kClosing) return false;
+    } while (!entry->state.compare_exchange_weak(state, state | kClosing, std::memory_order_acq_rel,
+                                                 std::memory_order_acquire));
+    Unlink(shard, entry);
+  }
+  Leave(entry);  // the set's own count
+  return true;
+}
+
+bool IsClosing(const Entry *entry) {
+  return entry->state.load(std::memory_order_acquire) & kClosing;
+}
+
+void *ObjectOf(const Entry *entry) {
+  return const_cast<void *>(entry->object.load(std::memory_order_relaxed));
 }
 
 }  // namespace sc::live

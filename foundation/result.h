@@ -22,3 +22,10 @@ constexpr uint32_t ModuleOf(VQRESULT code) {
 }
 
 }  // namespace sc
+
+// Returns the code of a step that failed.
+#define SC_TRY(expression)                \
+  do {                                    \
+    const VQRESULT tried_ = (expression); \
+    if (tried_) return tried_;            \
+  } while (0)

@@ -2,7 +2,9 @@
 #include <atomic>
 #include <new>
 
+#include "foundation/heap_ptr.h"
 #include "foundation/lock_record.h"
+#include "foundation/resource.h"
 #include "platform/thread_safety.h"
 #include "sc_critsec.h"
 #include "sc_heap.h"
@@ -12,6 +14,8 @@ struct SecCore {
   sc::LockRecord *lock;  // a critsec_ lock, entered directly
   uint32_t state SC_GUARDED_BY(lock->lock);
   uint32_t holders SC_GUARDED_BY(lock->lock);  // SecObject only: the writer, or the readers
+  // The Resource stays until the core is closed, so the close can still free through it.
+  sc::live::Entry *resourceHold;
 };
 
 namespace {
@@ -51,22 +55,21 @@ extern "C" {
 
 SC_API VQRESULT srvspi_SecExOpen(ResourceHandle resourceHandle, uint32_t owner,
                                  uint32_t initialState, SecExObject *out) {
-  Resource *resource = nullptr;
-  const VQRESULT resolved = InitRsrcFunction(resourceHandle, &resource);
+  sc::HeldResource held;
+  const VQRESULT resolved = sc::ResolveResource(resourceHandle, &held);
   if (resolved) return resolved;
   if (!out) return SRVSPI_E_SEC_NULL_POINTER;
+  Resource *resource = held.resource;
   out->resource = resource;
   out->magic = SECEX_MAGIC;
   out->core = nullptr;
-  void *memory = heap_Alloc(resource->heap, sizeof(SecCore));
+  auto memory = sc::Owned(resource->heap, heap_Alloc(resource->heap, sizeof(SecCore)));
   if (!memory) return SRVSPI_E_SEC_OUT_OF_MEMORY;
   LockValue lock = 0;
   const VQRESULT opened = critsec_ObjOpen(resource->lock, resource->heap, 1, &lock);
-  if (opened) {
-    heap_Free(resource->heap, memory);
-    return opened;
-  }
-  out->core = new (memory) SecCore{sc::RecordOf(lock), initialState, 0};
+  if (opened) return opened;
+  out->core =
+      new (memory.release()) SecCore{sc::RecordOf(lock), initialState, 0, held.hold.Release()};
   out->owner = owner;
   return 0;
 }
@@ -76,7 +79,9 @@ SC_API VQRESULT srvspi_SecExClose(SecExObject *object) {
   if (!Usable(object->magic, SECEX_MAGIC, object->core)) return SRVSPI_E_SEC_INVALID_HANDLE;
   const VQRESULT closed = critsec_ObjClose(sc::ValueOf(object->core->lock));
   if (closed) return closed;
+  sc::live::Entry *resourceHold = object->core->resourceHold;
   heap_Free(object->resource->heap, object->core);
+  if (resourceHold) sc::live::Leave(resourceHold);
   object->magic = 0;
   object->owner = 0;
   object->core = nullptr;
@@ -120,9 +125,10 @@ SC_API VQRESULT srvspi_SecExToState(SecExObject object, const uint32_t *allowed,
 }
 
 SC_API VQRESULT srvspi_SecOpen(ResourceHandle resourceHandle, uint32_t owner, SecObject *out) {
-  Resource *resource = nullptr;
-  const VQRESULT resolved = InitRsrcFunction(resourceHandle, &resource);
+  sc::HeldResource held;
+  const VQRESULT resolved = sc::ResolveResource(resourceHandle, &held);
   if (resolved) return resolved;
+  Resource *resource = held.resource;
   if (!out) return SRVSPI_E_SEC_NULL_POINTER;
   SecExObject ex;
   const VQRESULT opened = srvspi_SecExOpen(resourceHandle, owner, SEC_STATE_FREE, &ex);

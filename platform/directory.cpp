@@ -1,8 +1,7 @@
 #include "platform/directory.h"
 
+#include <cstdlib>
 #include <cstring>
-
-#include "foundation/alloc.h"
 
 namespace sc::plat {
 namespace {
@@ -75,13 +74,13 @@ bool DirectoryListing::EntryIsDirectory(const char *name, EntryKind kind) const 
   // The listing could not tell (a link, or a file system without entry types): ask stat.
   const size_t directoryLength = std::strlen(path_);
   const size_t nameLength = std::strlen(name);
-  auto *full = static_cast<char *>(RawAlloc(directoryLength + nameLength + 2));
+  auto *full = static_cast<char *>(std::malloc(directoryLength + nameLength + 2));
   if (!full) return false;
   std::memcpy(full, path_, directoryLength);
   full[directoryLength] = '/';
   std::memcpy(full + directoryLength + 1, name, nameLength + 1);
   const bool directory = IsDirectory(full);
-  RawFree(full);
+  std::free(full);
   return directory;
 }
 

@@ -1,5 +1,6 @@
-// Memory probes: may the calling process read or write a range? They never fault and
-// never change memory.
+// Memory probes: may the calling process read or write a range right now? They never fault
+// and never change memory. The first probe installs the library's SIGSEGV and SIGBUS handler,
+// which passes every fault that is not a probe's on to the handler that was there before.
 #pragma once
 
 #include <cstddef>

@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # The main job: builds the library and the speechcommon tool, then follows a user dictionary
 # from its text to an archive image, looks words up through a manager over two dictionaries,
-# lists it, and turns the image back into text; then the component broker over an example tree.
+# lists it, turns the image back into text, checks a lexicon and goes through PLS; then the
+# component broker over an example tree.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 export BUILD=${BUILD:-build-demo}  # its own tree: the demo builds neither tests nor benchmarks
@@ -54,16 +55,34 @@ echo "The writer ends lines with CR LF (ignored below) and writes the entries of
 echo "first; reading adds them one after the other, so the two entries of St. come back swapped:"
 diff --strip-trailing-cr lexicon.txt back.txt || true
 
-say "Bad input gets a message naming the file and the failure"
-printf '[Header]\nName = broken\nColour = blue\n' >broken.txt
+say "Bad input gets a message naming the file, the line and column, and the failure"
+printf '[Header]\nName = broken\n\n[SubHeader]\nContent = EDCT_CONTENT_BOGUS\n' >broken.txt
 fails dict info broken.txt
-run error 0x801E0003  # EDCT_E_UNKNOWN_FORMAT
+run error 0x801E0003 --json  # EDCT_E_UNKNOWN_FORMAT
+
+say "A lexicon checked as a compiler checks a source (errors and warnings, file:line:column)"
+printf '[Header]\nName = Draft\n\n[SubHeader]\nLanguage = en-US\n' >draft.txt
+printf 'Content = EDCT_CONTENT_ORTHOGRAPHIC\nRepresentation = EDCT_REPR_SZ_STRING\n\n' >>draft.txt
+printf '[Data]\nDr.\tdoctor\nDr.\tdoctor\n"  St. "\tstreet\n[Misc]\tother\n' >>draft.txt
+cat -A draft.txt | sed 's/\$$//'
+run dict check draft.txt lexicon.txt
+fails dict check draft.txt --werror
+
+say "To and from a W3C pronunciation lexicon (PLS 1.0): the American pronunciations"
+run dict export-pls lexicon.img --language en-US --alphabet x-sampa -o lexicon.pls
+head -n 12 lexicon.pls
+run dict import-pls lexicon.pls -o from-pls.img
+run dict lookup from-pls.img --json -- tomato
+
+say "The stream reader traced (VQ_TRACELEVEL, VQ_MODULES and VQ_SUBMODULES with --trace)"
+VQ_TRACELEVEL=FUNC VQ_MODULES=EDCTSPI VQ_SUBMODULES=DctStrm run --trace dict info override.txt
 
 say "The component broker over the example installation tree"
 tree="$built/examples/broker/tree"
 run broker list "$tree"
 run broker resolve "$tree" --engine demo/tts --language en demo/voice/def
 run broker check "$tree"
+run broker resolve "$tree" --engine demo/tts --language en demo/voice/def --json
 printf '\n$ examples/broker/broker_client %s\n' "$tree"
 status=0
 "$built/examples/broker/broker_client" "$tree" || status=$?

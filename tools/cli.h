@@ -1,13 +1,16 @@
-// Shared pieces of the speechcommon command-line tool. Each subcommand group lives in a file
-// of its own and is reached through the table in main.cpp.
+// What the command groups of the speechcommon tool share: exit statuses, the failure that ends
+// a command, and the table through which main finds the handler of the command given.
 #pragma once
 
-#include <cstdint>
-#include <optional>
+#include <functional>
+#include <map>
+#include <stdexcept>
 #include <string>
-#include <string_view>
+#include <vector>
 
-#include "speechcommon.h"
+namespace CLI {
+class App;
+}
 
 namespace cli {
 
@@ -16,20 +19,41 @@ inline constexpr int kOk = 0;
 inline constexpr int kFailed = 1;  // the operation was refused or an input was bad
 inline constexpr int kUsage = 2;   // the command line itself was wrong
 
-// Reads a result code written in hex (0x prefix, or with hex letters) or decimal, including
-// a negative 32-bit decimal as signed printing shows it.
-std::optional<uint32_t> ParseCode(std::string_view text);
+// Ends the command: main prints "speechcommon: <message>" and exits with the status.
+class Failure : public std::runtime_error {
+ public:
+  explicit Failure(const std::string &message, int status = kFailed)
+      : std::runtime_error(message), status_(status) {}
+  int status() const { return status_; }
 
-// "0x801E0083" style.
-std::string Hex(uint32_t value);
+ private:
+  int status_;
+};
 
-// The message the owning family's getter gives for a code.
-const char *FamilyMessage(VQRESULT code);
-const char *FamilySubmodule(VQRESULT code);
+// The handler of each leaf command, run by main once the whole command line has been parsed
+// (and the trace facility started). A handler returns the exit status.
+class Commands {
+ public:
+  void Add(const CLI::App *command, std::function<int()> run) { run_[command] = std::move(run); }
+  const std::function<int()> *Find(const CLI::App *command) const {
+    const auto found = run_.find(command);
+    return found == run_.end() ? nullptr : &found->second;
+  }
 
-int CmdError(int argc, char **argv);
-int CmdHdr(int argc, char **argv);
-int CmdDict(int argc, char **argv);
-int CmdBroker(int argc, char **argv);
+ private:
+  std::map<const CLI::App *, std::function<int()>> run_;
+};
+
+// The words after "--" on a command line, which only `dict lookup` takes.
+struct Words {
+  bool given = false;
+  std::vector<std::string> list;
+};
+
+void AddErrorCommand(CLI::App &app, Commands &commands);
+void AddHdrCommands(CLI::App &app, Commands &commands);
+void AddDictCommands(CLI::App &app, Commands &commands, const Words &words);
+void AddBrokerCommands(CLI::App &app, Commands &commands);
+void AddCompletionCommand(CLI::App &app, Commands &commands);
 
 }  // namespace cli

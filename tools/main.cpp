@@ -1,38 +1,26 @@
-// speechcommon: the command-line face of the library, built on its public API only.
-#include <cinttypes>
-#include <cstdio>
-#include <cstring>
-#include <utility>
+// speechcommon: the command-line face of the library, built on its public API only. This file
+// reads the command line (CLI11), starts the trace facility when asked, and runs the command.
+#include <CLI/CLI.hpp>
+#include <fmt/format.h>
 
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "speechcommon.h"
 #include "tools/cli.h"
+#include "tools/result_codes.h"
 
 namespace {
-
-struct Command {
-  const char *name;
-  int (*run)(int argc, char **argv);
-  const char *summary;
-};
-
-constexpr Command kCommands[] = {
-    {"error", cli::CmdError, "explain a result code"},
-    {"hdr", cli::CmdHdr, "show, extract from and pack data header files"},
-    {"dict", cli::CmdDict, "compile, decompile, look up, describe and list dictionaries"},
-    {"broker", cli::CmdBroker, "list, resolve and check installed components"},
-};
-
-void Usage(FILE *out) {
-  std::fputs("usage: speechcommon [--help] [--version] COMMAND [ARGS...]\n\ncommands:\n", out);
-  for (const Command &command : kCommands)
-    std::fprintf(out, "  %-8s %s\n", command.name, command.summary);
-  std::fputs("\nRun 'speechcommon COMMAND --help' for the arguments of one command.\n", out);
-}
 
 // The library's version, then the revision number each family's version query returns. The
 // numbers name an interface revision: an engine may compare one with the revision it was built
 // for, but their bytes carry no further meaning. The dictionaries answer 0xFFFFFFFF, their
 // fixed "unversioned" marker.
-void Version() {
+std::string VersionText() {
   uint32_t critsec = 0, heap = 0, osspi = 0, srvspi = 0, dbg = 0, edct = 0;
   critsec_GetVersion(&critsec);
   heap_GetVersion(&heap);
@@ -43,35 +31,115 @@ void Version() {
   const std::pair<const char *, uint32_t> families[] = {{"critsec_", critsec}, {"heap_", heap},
                                                         {"osspi_", osspi},     {"srvspi_", srvspi},
                                                         {"dbg_", dbg},         {"edct_", edct}};
-  std::printf("speechcommon %s\n\n", SC_VERSION_STRING);
-  std::puts(
+  std::string text = fmt::format(
+      "speechcommon {}\n\n"
       "Interface revisions of the families, as their version queries return them. An engine\n"
       "may compare a revision for equality with the one it was built for; the bytes of a\n"
-      "revision carry no further meaning.");
+      "revision carry no further meaning.",
+      SC_VERSION_STRING);
   for (const auto &[prefix, revision] : families)
-    std::printf("  %-9s %s%s\n", prefix, cli::Hex(revision).c_str(),
-                revision == 0xFFFFFFFFu ? "  unversioned" : "");
+    text += fmt::format("\n  {:<9} {}{}", prefix, cli::Hex(revision),
+                        revision == 0xFFFFFFFFu ? "  unversioned" : "");
+  return text;
+}
+
+// The command given: the chain of subcommands parsed, outermost first.
+std::vector<CLI::App *> CommandPath(CLI::App &app) {
+  std::vector<CLI::App *> path{&app};
+  for (;;) {
+    const std::vector<CLI::App *> below = path.back()->get_subcommands();
+    if (below.empty()) return path;
+    path.push_back(below.front());
+  }
+}
+
+std::string CommandName(const std::vector<CLI::App *> &path) {
+  std::string name;
+  for (const CLI::App *command : path)
+    name += (name.empty() ? "" : " ") + command->get_name();
+  return name;
+}
+
+// `dict lookup` takes its words after "--"; everywhere else "--" keeps its usual meaning (only
+// operands follow), so the words are cut off for that command alone.
+cli::Words SplitWords(std::vector<std::string> &args) {
+  cli::Words words;
+  std::vector<std::string> operands;
+  for (size_t i = 0; i < args.size(); ++i) {
+    if (args[i] == "--") {
+      if (operands.size() >= 2 && operands[0] == "dict" && operands[1] == "lookup") {
+        words.given = true;
+        words.list.assign(args.begin() + static_cast<std::ptrdiff_t>(i) + 1, args.end());
+        args.resize(i);
+      }
+      break;
+    }
+    if (!args[i].starts_with('-')) operands.push_back(args[i]);
+  }
+  return words;
 }
 
 }  // namespace
 
 int main(int argc, char **argv) {
-  if (argc < 2) {
-    Usage(stderr);
+  CLI::App app{
+      "The common services of a speech toolkit from the command line: result codes, "
+      "data header files, exception dictionaries and the component broker.",
+      "speechcommon"};
+  app.set_version_flag("--version", VersionText,
+                       "Print the library's version and the families' revisions, then exit");
+  bool trace = false;
+  app.add_flag("--trace", trace, "Start the trace facility (configured by the VQ_* variables)");
+  app.fallthrough();  // --trace may stand after the command too
+  app.failure_message([](const CLI::App *, const CLI::Error &error) {
+    return fmt::format("speechcommon: {}\n", error.what());
+  });
+
+  cli::Commands commands;
+  std::vector<std::string> args(argv + 1, argv + argc);
+  const cli::Words words = SplitWords(args);
+  cli::AddErrorCommand(app, commands);
+  cli::AddHdrCommands(app, commands);
+  cli::AddDictCommands(app, commands, words);
+  cli::AddBrokerCommands(app, commands);
+  cli::AddCompletionCommand(app, commands);
+  app.footer("Run 'speechcommon COMMAND --help' for the options of one command.");
+
+  std::vector<CLI::App *> path;
+  try {
+    std::reverse(args.begin(), args.end());  // CLI11 takes the arguments last first
+    app.parse(args);
+    path = CommandPath(app);
+  } catch (const CLI::ParseError &error) {
+    const int status = app.exit(error);
+    if (status == 0) return cli::kOk;  // --help, --version
+    path = CommandPath(app);
+    std::fprintf(stderr, "Run '%s --help' for its options.\n", CommandName(path).c_str());
     return cli::kUsage;
   }
-  if (!std::strcmp(argv[1], "--help") || !std::strcmp(argv[1], "-h") ||
-      !std::strcmp(argv[1], "help")) {
-    Usage(stdout);
-    return cli::kOk;
+  const std::function<int()> *run = commands.Find(path.back());
+  if (!run) {  // a group without its subcommand: say which there are
+    std::fputs(path.back()->help().c_str(), stderr);
+    return cli::kUsage;
   }
-  if (!std::strcmp(argv[1], "--version")) {
-    Version();
-    return cli::kOk;
+
+  if (trace) {
+    if (!std::getenv("VQ_TRACELEVEL"))
+      std::fputs("speechcommon: --trace: VQ_TRACELEVEL is not set, so nothing is traced\n", stderr);
+    dbg_Init(0, nullptr, 0, nullptr);
   }
-  for (const Command &command : kCommands)
-    if (!std::strcmp(argv[1], command.name)) return command.run(argc - 2, argv + 2);
-  std::fprintf(stderr, "speechcommon: unknown command '%s'\n", argv[1]);
-  Usage(stderr);
-  return cli::kUsage;
+  int status;
+  try {
+    status = (*run)();
+  } catch (const cli::Failure &failure) {
+    std::fflush(stdout);
+    std::fprintf(stderr, "speechcommon: %s\n", failure.what());
+    status = failure.status();
+  } catch (const std::exception &error) {  // exhausted memory, a file system gone wrong
+    std::fflush(stdout);
+    std::fprintf(stderr, "speechcommon: %s\n", error.what());
+    status = cli::kFailed;
+  }
+  if (trace) dbg_Terminate();
+  return status;
 }

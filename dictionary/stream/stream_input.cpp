@@ -4,8 +4,8 @@
 #include <cstring>
 
 #include "dictionary/stream/stream_common.h"
-#include "dictionary/utf8.h"
 #include "foundation/result.h"
+#include "platform/text.h"
 #include "sc_edct.h"
 
 namespace sc::edct::stream {
@@ -84,11 +84,39 @@ inline bool Special(unsigned character, uint32_t terminators, bool quoteMode, bo
   return !inside && Ends(character, terminators);
 }
 
-// The tokenizer over bytes (Unit char) or 16-bit units (Unit char16_t).
-template <class Unit>
+inline bool Blank(unsigned character) {
+  return character == ' ' || character == '\t';
+}
+
+// Moves the place past one character taken from the stream (kTrack reads only). The first
+// character of a token that is not a blank or a line end marks where the token starts.
+template <bool kBytes>
+inline void Pass(InputContext *context, unsigned character) {
+  if (!context->tokenStarted && !Blank(character) && character != '\n' && character != '\r') {
+    context->tokenStarted = true;
+    context->tokenStart = context->here;
+  }
+  if (character == '\n') {
+    ++context->here.line;
+    context->here.column = 1;
+  } else if (kBytes ? (character & 0xC0) != 0x80 : (character & 0xFC00) != 0xDC00) {
+    ++context->here.column;  // continuation bytes and low surrogates finish a character
+  }
+}
+
+// The tokenizer over bytes (Unit char) or 16-bit units (Unit char16_t); kTrack keeps the
+// place of every character.
+template <class Unit, bool kTrack>
 VQRESULT ReadItem(InputContext *context, Unit *&buffer, uint32_t &capacity, uint32_t terminators,
                   bool quoteMode, uint32_t *length) {
   constexpr bool kBytes = sizeof(Unit) == 1;
+  if constexpr (kTrack) context->tokenStarted = false;
+  const auto next = [context](unsigned *character, bool *got) {
+    const VQRESULT read = Next<kBytes>(context, character, got);
+    if constexpr (kTrack)
+      if (!read && *got) Pass<kBytes>(context, *character);
+    return read;
+  };
   uint32_t used = 0;
   bool inside = false;
   VQRESULT status = EDCT_S_END_OF_STREAM;
@@ -105,6 +133,9 @@ VQRESULT ReadItem(InputContext *context, Unit *&buffer, uint32_t &capacity, uint
         const auto run = static_cast<uint32_t>(at - from);
         if (!Reserve(context->resource, buffer, capacity, size_t{used} + run + 1))
           return EDCT_E_OUT_OF_MEMORY;
+        if constexpr (kTrack)
+          for (const unsigned char *byte = from; byte < at; ++byte)
+            Pass<true>(context, *byte);
         std::memcpy(buffer + used, from, run);
         used += run;
         context->position += run;
@@ -117,7 +148,7 @@ VQRESULT ReadItem(InputContext *context, Unit *&buffer, uint32_t &capacity, uint
     }
     unsigned character = 0;
     bool got = false;
-    VQRESULT read = Next<kBytes>(context, &character, &got);
+    VQRESULT read = next(&character, &got);
     if (read) return read;
     if (!got) break;
     if (quoteMode) {
@@ -125,12 +156,12 @@ VQRESULT ReadItem(InputContext *context, Unit *&buffer, uint32_t &capacity, uint
       // next character as it comes.
       if (character == '"') {
         inside = !inside;
-        read = Next<kBytes>(context, &character, &got);
+        read = next(&character, &got);
         if (read) return read;
         if (!got) break;
       }
       if (character == '\\') {
-        read = Next<kBytes>(context, &character, &got);
+        read = next(&character, &got);
         if (read) return read;
         if (!got) break;
       }
@@ -147,11 +178,9 @@ VQRESULT ReadItem(InputContext *context, Unit *&buffer, uint32_t &capacity, uint
   if (!Reserve(context->resource, buffer, capacity, size_t{used} + 1)) return EDCT_E_OUT_OF_MEMORY;
   buffer[used] = 0;
   *length = used;
+  if constexpr (kTrack)
+    if (!context->tokenStarted) context->tokenStart = context->here;
   return status;
-}
-
-inline bool Blank(unsigned character) {
-  return character == ' ' || character == '\t';
 }
 
 // Cuts a token at its first NUL (a NUL in the stream ends the string it stands in), then
@@ -237,13 +266,20 @@ VQRESULT ReadBytes(InputContext *context, void *destination, uint32_t wanted, ui
 
 VQRESULT ReadItemFromUTF8(InputContext *context, uint32_t terminators, bool quoteMode,
                           uint32_t *length) {
-  return ReadItem(context, context->narrow, context->narrowCapacity, terminators, quoteMode,
-                  length);
+  return context->tracking
+             ? ReadItem<char, true>(context, context->narrow, context->narrowCapacity, terminators,
+                                    quoteMode, length)
+             : ReadItem<char, false>(context, context->narrow, context->narrowCapacity, terminators,
+                                     quoteMode, length);
 }
 
 VQRESULT ReadItemFromUC(InputContext *context, uint32_t terminators, bool quoteMode,
                         uint32_t *length) {
-  return ReadItem(context, context->wide, context->wideCapacity, terminators, quoteMode, length);
+  return context->tracking
+             ? ReadItem<char16_t, true>(context, context->wide, context->wideCapacity, terminators,
+                                        quoteMode, length)
+             : ReadItem<char16_t, false>(context, context->wide, context->wideCapacity, terminators,
+                                         quoteMode, length);
 }
 
 namespace {
@@ -265,7 +301,7 @@ VQRESULT ReadTrimmed(InputContext *context, uint32_t terminators, bool quoteMode
       if (utf8 &&
           !Reserve(context->resource, context->wide, context->wideCapacity, size_t{length} + 1))
         return EDCT_E_OUT_OF_MEMORY;
-      if (utf8) length = UTF8ToWcs(context->narrow, context->wide) - 1;
+      if (utf8) length = plat::UTF8ToWcs(context->narrow, context->wide) - 1;
       text = context->wide;
     } else {
       if (!utf8) {
@@ -274,7 +310,7 @@ VQRESULT ReadTrimmed(InputContext *context, uint32_t terminators, bool quoteMode
         if (!Reserve(context->resource, context->narrow, context->narrowCapacity,
                      size_t{3} * wide.size() + 1))
           return EDCT_E_OUT_OF_MEMORY;
-        length = WcsToUTF8(wide.data(), context->narrow) - 1;
+        length = plat::WcsToUTF8(wide.data(), context->narrow) - 1;
       }
       text = context->narrow;
     }

@@ -20,6 +20,13 @@ enum Terminators : uint32_t {
   kEndsAtBlank = 4,     // space or tab
 };
 
+// The place of a character in the stream: line and column from 1, a column counting
+// characters (a UTF-8 sequence or a surrogate pair is one).
+struct TextPlace {
+  uint32_t line = 1;
+  uint32_t column = 1;
+};
+
 // The state of one read. Every buffer comes from the Resource's heap, only grows, and is
 // reused from token to token.
 struct InputContext {
@@ -38,6 +45,11 @@ struct InputContext {
   uint32_t wideCapacity;
   unsigned char *data;  // the data of the entry being built
   uint32_t dataCapacity;
+  // Kept only for a read that reports where it stopped (tracking set after Input_Open):
+  bool tracking;
+  bool tokenStarted;     // the token being read has met a character other than a blank
+  TextPlace here;        // the next character to be read
+  TextPlace tokenStart;  // the first such character of the last token read
 };
 
 // Grows a buffer (in units of T) so that it holds at least `needed` units, keeping its

@@ -40,8 +40,7 @@ inline std::u16string Code(std::u16string_view dll, std::u16string_view entry) {
 }
 
 // A temporary root directory, filled by the test.
-struct Root : hdrtest::TempDir {
-  std::string Path(const std::string &relative = "") const { return File(relative); }
+struct Root : sctest::TempDir {
   void Header(const std::string &relative, std::u16string_view body,
               std::string_view tail = "") const {
     Write(relative, hdrtest::HeaderFile(body, tail));
@@ -62,8 +61,8 @@ struct Root : hdrtest::TempDir {
   }
   // Copies a built component module into the tree.
   void Install(const char *module, const std::string &relative) const {
-    std::filesystem::create_directories(std::filesystem::path(File(relative)).parent_path());
-    std::filesystem::copy_file(module, File(relative),
+    std::filesystem::create_directories(std::filesystem::path(Path(relative)).parent_path());
+    std::filesystem::copy_file(module, Path(relative),
                                std::filesystem::copy_options::overwrite_existing);
   }
 };
@@ -144,32 +143,22 @@ inline std::vector<std::string> Listed(BrkObject *object, const char *type) {
   return strings;
 }
 
-// Runs `attempt` with the 1st, 2nd, ... allocation failing until it succeeds. Each failure
-// must give one of the `allowed` codes; `undo` (allocations working again) gives back what a
-// success left, after which no block may be left over.
+// The loop over failing allocations for broker operations: a refused attempt may give one of
+// the `allowed` codes or, having done with less (a scan cut short), succeed; `undo` gives back
+// what an attempt left.
 template <class Attempt, class Undo>
 void ForEachFailingAllocation(std::initializer_list<VQRESULT> allowed, Attempt attempt, Undo undo) {
-  for (uint64_t nth = 1; !::testing::Test::HasFailure(); ++nth) {
-    const int64_t before = sc::testing::LiveBlocks();
-    sc::testing::FailNthAllocation(nth);
-    const VQRESULT result = attempt();
-    const bool failed = sc::testing::AllocationFailed();
-    sc::testing::FailNthAllocation(0);
+  sctest::ForEachAllocationFailure(attempt, [&](VQRESULT result, bool failed) {
     undo(result);
-    EXPECT_EQ(sc::testing::LiveBlocks(), before) << "allocation " << nth;
-    if (!failed) {
-      EXPECT_EQ(result, 0u) << "allocation " << nth;
-      return;
-    }
-    EXPECT_TRUE(!result || std::find(allowed.begin(), allowed.end(), result) != allowed.end())
-        << "allocation " << nth << ": " << Error(result);
-  }
+    const bool expected = !result || (failed && std::count(allowed.begin(), allowed.end(), result));
+    EXPECT_TRUE(expected) << Error(result);
+  });
 }
 
 // The installation most tests use: an engine with code and an inline add-on; below it add-ons
-// in a module of their own, in the engine's library, entry points that cannot serve, data and
-// a voice; shared add-ons, data and 17 voices of which voice/h ranks highest; an engine
-// without code beside it.
+// in a module of their own, in the engine's library, entry points that cannot serve or give
+// null, data and a voice; shared add-ons, data and 17 voices of which voice/h ranks highest; an
+// engine without code beside it.
 inline const std::string kIndex = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwx";  // 50
 inline void Install(const Root &root) {
   root.Install(BRKTEST_ENGINE, "eng/libengine.so");
@@ -190,6 +179,8 @@ inline void Install(const Root &root) {
   addon("addon", u"libaddon.so", u"AddonGetInterface");
   addon("bare", u"libaddon.so", u"BareGetInterface");
   addon("refuse", u"libaddon.so", u"RefuseGetInterface");
+  addon("null", u"libaddon.so", u"NullGetInterface");
+  addon("nullpart", u"ENGINE", u"NullPartGetInterface");
   addon("badinit", u"libaddon.so", u"BadInitGetInterface");
   addon("noentry", u"libaddon.so", u"Absent");
   addon("nogetinterface", u"libaddon.so", u"");

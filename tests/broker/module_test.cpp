@@ -4,6 +4,8 @@
 // out of memory, and system calls that refuse.
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <filesystem>
 #include <functional>
 
 #include "fixtures.h"
@@ -108,6 +110,7 @@ TEST_F(BrokerModules, ModulesThatCannotServeLeaveNothingLoaded) {
       {"test/noentry", BRK_E_CANNOT_LOAD_MODULE}, {"test/missing", BRK_E_CANNOT_LOAD_MODULE},
       {"test/data", BRK_E_TAG_NOT_FOUND},         {"test/nogetinterface", BRK_E_TAG_NOT_FOUND},
       {"test/addon", BRK_E_INTERFACE_NOT_FOUND},  {"nothing/here", BRK_E_BROKER_STRING_NOT_FOUND},
+      {"test/null", BRK_E_NOT_PRESENT},           {"test/nullpart", BRK_E_NOT_PRESENT},
       {nullptr, BRK_E_INVALID_ARGUMENT}};
   for (const auto &[brokerString, expected] : cases) {
     void *interface = &interface;
@@ -115,26 +118,35 @@ TEST_F(BrokerModules, ModulesThatCannotServeLeaveNothingLoaded) {
         << (brokerString ? brokerString : "null");
     EXPECT_EQ(interface, nullptr);
   }
-  // Every load that failed (four) or gave no interface unloaded again; the finaliser ran only
-  // after an initialiser that succeeded.
+  // Every load that failed (four) or gave no interface unloaded again, the engine's library
+  // loaded for an add-on living there too; the finaliser ran only after an initialiser that
+  // succeeded.
   const Strings events = TakeEvents();
-  EXPECT_EQ(Count(events, "addon: unload"), 5);
+  EXPECT_EQ(Count(events, "addon: unload"), 6);
   EXPECT_EQ(Count(events, "addon: init bd") + Count(events, "addon: init ad"), 2);
   EXPECT_EQ(Count(events, "addon: fini ad"), 1);
   EXPECT_EQ(Count(events, "addon: fini bd"), 0);
+  for (const char *event : {"engine: fini a5", "engine: unload"})
+    EXPECT_EQ(Count(events, event), 1) << event;
 
-  // A refused id while another interface is held leaves the module loaded; a pointer no
-  // module gave out changes no count.
+  // A refused id while another interface is held leaves the module loaded, and a null one
+  // counts nothing on the engine it shares; a pointer no module gave out changes no count.
   void *held = Query(object, "test/addon", 3);
+  void *engine = Query(object, "test/engine", 1);
   void *interface = nullptr;
   EXPECT_EQ(brk_InterfaceQuery(object, "test/addon", 7, &instance_, &interface),
             BRK_E_INTERFACE_NOT_FOUND);
+  EXPECT_EQ(brk_InterfaceQuery(object, "test/nullpart", 5, &instance_, &interface),
+            BRK_E_NOT_PRESENT);
   static const char never[] = "never";
   EXPECT_EQ(brk_InterfaceRelease(object, const_cast<char *>(never)), BRK_E_INTERFACE_NOT_FOUND);
   EXPECT_EQ(brk_InterfaceRelease(object, nullptr), BRK_E_INTERFACE_NOT_FOUND);
-  EXPECT_EQ(Count(TakeEvents(), "addon: unload"), 0);
+  const Strings whileHeld = TakeEvents();
+  EXPECT_EQ(Count(whileHeld, "addon: unload") + Count(whileHeld, "engine: unload"), 0);
   EXPECT_EQ(brk_InterfaceRelease(object, held), 0u);
-  EXPECT_EQ(Count(TakeEvents(), "addon: unload"), 1);
+  EXPECT_EQ(brk_InterfaceRelease(object, engine), 0u);
+  const Strings released = TakeEvents();
+  EXPECT_EQ(Count(released, "addon: unload") + Count(released, "engine: unload"), 2);
 }
 
 TEST_F(BrokerModules, ModulesAreSharedByTheObjectsOfTheClassAndFoundByInfo) {
@@ -177,32 +189,77 @@ int ReplaceAlias(const char *brokerString, uint32_t, const char **replacement) {
   return *replacement != nullptr;
 }
 
+// Every component an object reaches, by type, sorted: a rescan appends at the tail what a
+// first scan would have read in between.
+Strings Reachable(BrkObject *object) {
+  Strings all;
+  for (const char *type : {"ADDON", "PART", "VOICE", "DATA"})
+    for (const std::string &brokerString : Listed(object, type))
+      all.push_back(type + (" " + brokerString));
+  std::sort(all.begin(), all.end());
+  return all;
+}
+
 TEST_F(BrokerModules, EveryOperationRunsOutOfMemory) {
-  // Opening a class and an object on its engine. A scan cut short still gives a class, with
-  // what it found so far; add-ons read before a failed object open stay listed, and keep the
-  // class from closing, until an object on the engine closes.
-  int leftovers = 0;
+  // Opening a class: a scan cut short still gives a class.
   ForEachFailingAllocation(
-      {BRK_E_OUT_OF_MEMORY, BRK_E_UNEXPECTED, BRK_E_ENGINE_NOT_FOUND},
+      {BRK_E_OUT_OF_MEMORY, BRK_E_UNEXPECTED},
       [&] {
         BrkClass *cls = nullptr;
-        VQRESULT result = brk_ClassOpenEx(&cls, root_.Path().c_str(), g_vqNullHandle, nullptr);
-        if (result) return result;
-        BrkObject *object = nullptr;
-        result = brk_ObjOpen(&object, "test/engine", "en", cls, nullptr);
-        if (result == BRK_E_OUT_OF_MEMORY || result == BRK_E_UNEXPECTED) {
-          const VQRESULT refused = brk_ClassClose(cls);
-          if (refused == 0) return result;
-          EXPECT_EQ(refused, BRK_E_STILL_IN_USE);
-          ++leftovers;
-          EXPECT_EQ(brk_ObjOpen(&object, "test/engine", "en", cls, nullptr), 0u);
-        }
-        EXPECT_EQ(brk_ObjClose(object), 0u);
-        EXPECT_EQ(brk_ClassClose(cls), 0u);
+        const VQRESULT result =
+            brk_ClassOpenEx(&cls, root_.Path().c_str(), g_vqNullHandle, nullptr);
+        EXPECT_EQ(result ? 0u : brk_ClassClose(cls), 0u);
         return result;
       },
       [](VQRESULT) {});
-  EXPECT_GT(leftovers, 0);
+
+  // Opening an object on an idle engine, which reads the engine's add-ons, and on an engine in
+  // use, which reads them again and finds the late ones. Memory running out anywhere fails the
+  // open and leaves the class as it was: the engine's list unchanged, and the class closes, so
+  // no count or list stayed behind. An open that succeeds reaches every add-on.
+  const char *const late[] = {"eng/parts/late.hdr", "eng/late/a/late.dat", "eng/late/b/late.hdr"};
+  const auto install = [&] {
+    for (const char *file : late)
+      root_.Header(file, Component(u"ADDON", Wide(file)));
+  };
+  install();
+  const Strings complete = Reachable(Class(root_).Open("test/engine"));
+  for (const bool inUse : {false, true}) {
+    SCOPED_TRACE(inUse ? "engine in use" : "idle engine");
+    BrkClass *cls = nullptr;
+    BrkObject *first = nullptr;
+    Strings before;
+    const auto setUp = [&] {
+      for (const char *file : late)
+        std::filesystem::remove(root_.Path(file));
+      ASSERT_EQ(brk_ClassOpenEx(&cls, root_.Path().c_str(), g_vqNullHandle, nullptr), 0u);
+      if (inUse) {
+        ASSERT_EQ(brk_ObjOpen(&first, "test/engine", nullptr, cls, nullptr), 0u);
+        before = Reachable(first);
+      }
+      install();
+    };
+    const auto tearDown = [&] {
+      EXPECT_EQ(first ? brk_ObjClose(first) : 0u, 0u);
+      EXPECT_EQ(brk_ClassClose(cls), 0u);
+    };
+    setUp();
+    BrkObject *object = nullptr;
+    ForEachFailingAllocation(
+        {BRK_E_OUT_OF_MEMORY, BRK_E_UNEXPECTED},
+        [&] { return brk_ObjOpen(&object, "test/engine", "en", cls, nullptr); },
+        [&](VQRESULT result) {
+          if (!result) {
+            EXPECT_EQ(Reachable(object), complete);
+            EXPECT_EQ(brk_ObjClose(object), 0u);
+          } else if (inUse) {
+            EXPECT_EQ(Reachable(first), before);
+          }
+          tearDown();
+          setUp();
+        });
+    tearDown();
+  }
 
   // Every other operation, each paired with the release of what a success gives. Loading the
   // add-on that lives in the engine's library loads the engine first.

@@ -67,4 +67,41 @@ TEST_F(BrokerThreads, ObjectsInterfacesAndDataOnOneClass) {
   EXPECT_EQ(failures.load(), 0);
 }
 
+// Queries that walk the engine's add-ons without the class lock run on an object while another
+// thread closes it, the last object on its engine, which drops those add-ons, and opens the
+// next. A query on a closed object is refused; none may read freed memory: what the close
+// dropped stays until the query has left.
+TEST_F(BrokerThreads, QueriesWhileTheLastObjectOnTheEngineCloses) {
+  Class cls(root_);
+  BrkObject *first = nullptr;
+  ASSERT_EQ(brk_ObjOpen(&first, "test/engine", "en", cls, nullptr), 0u);
+  std::atomic<BrkObject *> current{first};
+  std::atomic<bool> stop{false};
+  std::atomic<int> unexpected{0}, answered{0};
+  std::thread reader([&] {
+    while (!stop) {
+      const char16_t *value = nullptr;
+      const VQRESULT found = brk_TagQuery(current.load(), "test/data", "LANGUAGE", &value);
+      answered += found == 0;
+      // Closed before the query began, or while it ran (the add-ons were dropped under it).
+      unexpected +=
+          found != 0 && found != BRK_E_INVALID_ARGUMENT && found != BRK_E_BROKER_STRING_NOT_FOUND;
+    }
+  });
+  for (int round = 0; round < 100; ++round) {
+    // The close comes while the reader is busy with the open object.
+    const int seen = answered;
+    for (int spins = 0; answered < seen + 3 && spins < 1000000; ++spins)
+      std::this_thread::yield();
+    EXPECT_EQ(brk_ObjClose(current.load()), 0u);
+    BrkObject *next = nullptr;
+    EXPECT_EQ(brk_ObjOpen(&next, "test/engine", "en", cls, nullptr), 0u);
+    current = next;
+  }
+  stop = true;
+  reader.join();
+  EXPECT_EQ(brk_ObjClose(current.load()), 0u);
+  EXPECT_EQ(unexpected.load(), 0);
+}
+
 }  // namespace

@@ -23,8 +23,8 @@ TEST(ReadMemory, DeepElementsWithChildrenHaveEmptyValues) {
     close = u"</" + name + u">" + close;
   }
   const std::u16string leaf = u"<LEAF>" + std::u16string(20000, u'x') + u"</LEAF>";
-  TempDir dir;
-  FileStructure *structure = dir.Read(HeaderFile(open + leaf + close));
+  sctest::TempDir dir;
+  FileStructure *structure = ReadHeader(dir, HeaderFile(open + leaf + close));
   ASSERT_NE(structure, nullptr);
   Tag *tag = structure->tags;
   for (int depth = 1; depth <= 50; ++depth) {
@@ -41,9 +41,9 @@ TEST(ReadMemory, DeepElementsWithChildrenHaveEmptyValues) {
 }
 
 TEST(ReadMemory, ClientTagsInAReadTreeAreFreedWithIt) {
-  TempDir dir;
+  sctest::TempDir dir;
   const int64_t before = sc::testing::LiveBlocks();
-  FileStructure *structure = dir.Read(HeaderFile(u"<A>1</A><P><X>1</X></P>"));
+  FileStructure *structure = ReadHeader(dir, HeaderFile(u"<A>1</A><P><X>1</X></P>"));
   // A client replaces a value, appends a child and a sibling of its own; the read pieces
   // they replace stay with the structure.
   Tag *p = structure->tags->next;
@@ -64,7 +64,7 @@ TEST(ReadMemory, ClientTagsInAReadTreeAreFreedWithIt) {
 TEST(ReadMemory, BinaryDataFoundWhereverItStarts) {
   // The reader looks at the file's first 64 KiB when the header is short; a marker before,
   // across or after that point is found all the same, and so is a marker inside the header.
-  TempDir dir;
+  sctest::TempDir dir;
   const std::string data = "\x01\x02\x03payload";
   const std::u16string block =
       u"<DATABLOCK><BROKERSTRING>d</BROKERSTRING><OFFSET>0</OFFSET><SIZE>10</SIZE></DATABLOCK>";
@@ -74,7 +74,7 @@ TEST(ReadMemory, BinaryDataFoundWhereverItStarts) {
     const size_t filler = marker > headerChars ? marker - headerChars : 0;
     const std::string file =
         HeaderFile(block) + Le(std::u16string(filler, u'.')) + Le(u"<BINARYDATA>") + data;
-    FileStructure *structure = dir.Read(file);
+    FileStructure *structure = ReadHeader(dir, file);
     DataBlock *opened = nullptr;
     ASSERT_EQ(hdrpars_OpenData(u"d", structure, &opened), 0u);
     EXPECT_EQ(MapOnce(opened->source, 0, 10), data);
@@ -82,8 +82,8 @@ TEST(ReadMemory, BinaryDataFoundWhereverItStarts) {
   }
   // A marker inside a value comes first.
   FileStructure *structure =
-      dir.Read(HeaderFile(u"<NOTE>" + std::u16string(u"<BINARYDATA>") + u"ab</NOTE>" + block,
-                          Le(u"\r\n<BINARYDATA>") + "zz"));
+      ReadHeader(dir, HeaderFile(u"<NOTE>" + std::u16string(u"<BINARYDATA>") + u"ab</NOTE>" + block,
+                                 Le(u"\r\n<BINARYDATA>") + "zz"));
   DataBlock *opened = nullptr;
   ASSERT_EQ(hdrpars_OpenData(u"d", structure, &opened), 0u);
   EXPECT_EQ(MapOnce(opened->source, 0, 4), Le(u"ab"));

@@ -1,5 +1,6 @@
-/* A C11 client of an installed speechcommon: a user dictionary in memory, kept as an archive
- * image, then read in place from that image. Exits with 0 when every step gave what it should. */
+/* A C client of an installed speechcommon: a user dictionary in memory, kept as an archive
+ * image, then read in place from that image. Keys are made from UTF-8 by the library, so no
+ * u"..." literal is needed. Exits with 0 when every step gave what it should. */
 #include <speechcommon.h>
 #include <stdio.h>
 #include <stdlib.h>
@@ -11,10 +12,11 @@ static int failed(const char *step, VQRESULT code) {
 }
 
 /* Prints the entries a dictionary holds for "Dr."; 0 when it holds exactly `expected`. */
-static int look_up(SafeHandle dictionary, const char *where, const char *expected) {
+static int look_up(SafeHandle dictionary, const char16_t *key, const char *where,
+                   const char *expected) {
   EDCT_ENTRY *entries = NULL;
   uint32_t count = 0;
-  VQRESULT code = edct_DctGetEntryData(dictionary, u"Dr.", NULL, &entries, &count);
+  VQRESULT code = edct_DctGetEntryData(dictionary, key, NULL, &entries, &count);
   if (VQ_FAILED(code)) return failed(where, code);
   int same = count == 1 && strcmp((const char *)entries[0].Data, expected) == 0;
   printf("%s: Dr. -> \"%s\" (%u entry)\n", where, count ? (const char *)entries[0].Data : "",
@@ -26,9 +28,15 @@ static int look_up(SafeHandle dictionary, const char *where, const char *expecte
 int main(void) {
   printf("speechcommon %s\n", SC_VERSION_STRING);
 
-  /* A writable dictionary with one word: an orthographic entry, a NUL-terminated string. */
+  /* The key, a UTF-16 string from the library's heap, freed with edct_KeyFree. */
+  char16_t *doctorKey = NULL;
+  VQRESULT code = edct_KeyFromUTF8("Dr.", &doctorKey);
+  if (VQ_FAILED(code)) return failed("key", code);
+
+  /* A writable dictionary with one word: an orthographic entry, a NUL-terminated string whose
+   * NUL DataSize counts. */
   SafeHandle dictionary;
-  VQRESULT code = edct_DctOpen(g_vqNullHandle, NULL, EDCT_OPEN_WRITABLE, NULL, NULL, &dictionary);
+  code = edct_DctOpen(g_vqNullHandle, NULL, EDCT_OPEN_WRITABLE, NULL, NULL, &dictionary);
   if (VQ_FAILED(code)) return failed("open", code);
   const char doctor[] = "Doctor";
   EDCT_ENTRY entry = {EDCT_CONTENT_ORTHOGRAPHIC,
@@ -39,9 +47,9 @@ int main(void) {
                       NULL,
                       doctor,
                       sizeof doctor};
-  code = edct_DctAddEntry(dictionary, u"Dr.", &entry, 1);
+  code = edct_DctAddEntry(dictionary, doctorKey, &entry, 1);
   if (VQ_FAILED(code)) return failed("add", code);
-  if (look_up(dictionary, "in memory", doctor)) return 1;
+  if (look_up(dictionary, doctorKey, "in memory", doctor)) return 1;
 
   /* The archive image: measure, then write. */
   uint32_t size = 0;
@@ -62,12 +70,13 @@ int main(void) {
   SafeHandle view;
   code = edct_DctOpen(g_vqNullHandle, image, EDCT_OPEN_READONLY, NULL, NULL, &view);
   if (VQ_FAILED(code)) return failed("open the image", code);
-  if (look_up(view, "from the image", doctor)) return 1;
+  if (look_up(view, doctorKey, "from the image", doctor)) return 1;
 
   /* A refusal comes as a result code with a text. */
-  code = edct_DctAddEntry(view, u"St.", &entry, 1);
+  code = edct_DctAddEntry(view, doctorKey, &entry, 1);
   printf("adding to the image: 0x%08X \"%s\"\n", (unsigned)code, edct_ErrorGetString(code));
   edct_DctClose(view);
+  edct_KeyFree(doctorKey);
   free(image);
   return VQ_FAILED(code) ? 0 : 1;
 }

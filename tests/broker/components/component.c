@@ -3,10 +3,12 @@
  * hook that the test program exports, and never link the library: the broker operations they
  * call come from the program that loaded them.
  *   ENGINE: an engine with interfaces 1 and 2 whose initialiser comes back into the broker,
- *           and the entry point of the add-ons living in its library, with interface 5.
+ *           and the entry point of the add-ons living in its library, with interface 5; one
+ *           more of those that answers 0 but gives null for every interface.
  *   ADDON:  an add-on with interfaces 3 to 5; a bare entry point serving ids 1 to 15 from a
  *           table without initialiser and finaliser; one refusing even the function table;
- *           one whose initialiser fails, so that its finaliser must never run. */
+ *           one whose initialiser fails, so that its finaliser must never run; one that
+ *           answers 0 for every id, the table included, and gives null. */
 #include <stdio.h>
 
 #include "speechcommon.h"
@@ -60,6 +62,14 @@ static VQRESULT Final(SafeHandle instance) {
     return 0;                                                                             \
   }
 
+/* An entry point that claims every interface and gives null for all but the table. */
+#define NULLENTRY(name, table)               \
+  VQRESULT name(uint32_t id, void **out) {   \
+    Record(#name " %lu", id);                \
+    *out = id == 0 ? (void *)(table) : NULL; \
+    return 0;                                \
+  }
+
 #if defined(ENGINE)
 /* Opens and closes a data block through the object: the broker holds its lock while the
  * initialiser runs, so this returns only when the lock is re-entrant. */
@@ -77,6 +87,7 @@ static BrkModuleTable g_engine = {NULL, NULL, EngineInit, Final};
 static BrkModuleTable g_part = {NULL, NULL, PartInit, Final};
 ENTRY(EngineGetInterface, &g_engine, 1, 2)
 ENTRY(PartGetInterface, &g_part, 5, 5)
+NULLENTRY(NullPartGetInterface, &g_part)
 #else
 INIT(AddonInit, 0xAD, 0, (void)0)
 INIT(BadInit, 0xBD, BRK_E_OUT_OF_MEMORY, (void)0)
@@ -88,4 +99,5 @@ ENTRY(AddonGetInterface, &g_addon, 3, 5)
 ENTRY(BareGetInterface, &g_bare, 1, 15)
 ENTRY(BadInitGetInterface, &g_bad, 1, 0)
 ENTRY(RefuseGetInterface, g_none, 1, 0)
+NULLENTRY(NullGetInterface, g_none)
 #endif

@@ -1,0 +1,496 @@
+// speechcommon dict check. Errors are what the library's reader refuses, with the place it
+// reports. Warnings come from reading the lines again here, the way the reader takes them, to
+// find what it accepts but will not give back as written.
+#include "tools/dict_check.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <map>
+#include <set>
+#include <string_view>
+
+#include "tools/cli.h"
+#include "tools/dict_entries.h"
+#include "tools/output.h"
+#include "tools/result_codes.h"
+#include "tools/text.h"
+
+namespace cli {
+namespace {
+
+constexpr uint32_t kImageFormat = 3, kSwappedImageFormat = 0x03000000u;
+
+struct Finding {
+  uint32_t line = 0, column = 0;  // 0: the file as a whole
+  bool error = false;
+  std::string message;
+};
+
+struct Line {
+  std::string_view text;  // without its line end
+  bool crlf = false;      // ended by CR LF
+  bool lf = false;        // ended by a line feed (the last line may not be)
+};
+
+std::vector<Line> SplitLines(std::string_view text) {
+  std::vector<Line> lines;
+  while (!text.empty()) {
+    const size_t end = text.find('\n');
+    Line line{text.substr(0, end)};
+    line.lf = end != std::string_view::npos;
+    line.crlf = line.lf && line.text.ends_with('\r');
+    if (line.crlf) line.text.remove_suffix(1);
+    lines.push_back(line);
+    text.remove_prefix(line.lf ? end + 1 : text.size());
+  }
+  return lines;
+}
+
+bool Blank(char c) {
+  return c == ' ' || c == '\t';
+}
+
+std::string_view Trim(std::string_view text) {
+  while (!text.empty() && (Blank(text.front()) || text.front() == '\r'))
+    text.remove_prefix(1);
+  while (!text.empty() && (Blank(text.back()) || text.back() == '\r'))
+    text.remove_suffix(1);
+  return text;
+}
+
+std::string Folded(std::string text) {
+  for (char &c : text)
+    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
+  return text;
+}
+
+// One token read in the reader's quote mode from `at`: a double quote switches in and out of
+// quotes (the character after a switch is taken as it comes), a backslash takes the next
+// character as it comes; outside quotes a blank or tab ends the token when `toBlank`.
+struct QuotedToken {
+  std::string text;     // quotes and escapes resolved, not trimmed
+  bool quoted = false;  // a quote switched
+  bool open = false;    // the line ended inside quotes
+  size_t end = 0;       // where reading stopped
+};
+
+QuotedToken ReadQuoted(std::string_view line, size_t at, bool toBlank) {
+  QuotedToken token;
+  bool inside = false;
+  while (at < line.size()) {
+    char c = line[at++];
+    if (c == '"') {
+      inside = !inside;
+      token.quoted = true;
+      if (at == line.size()) break;
+      c = line[at++];
+    }
+    if (c == '\\') {
+      if (at == line.size()) break;
+      c = line[at++];
+    }
+    if (!inside && toBlank && Blank(c)) break;
+    if (c != '\r') token.text += c;
+  }
+  token.open = inside;
+  token.end = at;
+  return token;
+}
+
+int HexDigit(char c) {
+  if (c >= '0' && c <= '9') return c - '0';
+  if (c >= 'a' && c <= 'f') return c - 'a' + 10;
+  if (c >= 'A' && c <= 'F') return c - 'A' + 10;
+  return -1;
+}
+
+// The lines of one text stream read again for what the reader takes otherwise than written.
+class LineCheck {
+ public:
+  LineCheck(std::string_view text, std::vector<Finding> &findings)
+      : lines_(SplitLines(text)), findings_(findings) {}
+
+  void Run() {
+    LineEnds();
+    for (number_ = 1; number_ <= lines_.size(); ++number_) {
+      const std::string_view text = lines_[number_ - 1].text;
+      InsideLine(text);
+      const std::string_view trimmed = Trim(text);
+      if (trimmed.empty()) continue;
+      if (pendingValue_) {
+        Warn(pendingValue_, 1,
+             fmt::format("no value after {}: line {} is taken as its value", pendingKey_, number_));
+        Apply(pendingKey_, std::string(trimmed), pendingValue_);
+        pendingValue_ = 0;
+      } else if (pendingData_) {
+        Warn(pendingData_, 1,
+             fmt::format("no data after key {}: line {} is read as its data", Quoted(pendingKey_),
+                         number_));
+        Data(pendingKey_, pendingData_, text, 0);
+        pendingData_ = 0;
+      } else if (continued_) {
+        continued_ = HexLine(text, 0);
+      } else if (!inData_ && (trimmed == "[Header]" || trimmed == "[SubHeader]")) {
+        sectionLine_ = number_;  // in a data section, only the entry key [SubHeader] ends it
+      } else if (!inData_ && trimmed == "[Data]") {
+        inData_ = true;
+        SectionStarts();
+      } else if (inData_) {
+        Entry(text);
+      } else {
+        KeyLine(text);
+      }
+    }
+  }
+
+ private:
+  void Warn(size_t line, size_t column, std::string message) {
+    findings_.push_back(Finding{static_cast<uint32_t>(line), static_cast<uint32_t>(column), false,
+                                std::move(message)});
+  }
+  // The column of a byte offset in the current line.
+  size_t Column(std::string_view text, size_t offset) const {
+    return cli::Characters(text.substr(0, offset)) + 1;
+  }
+
+  // Carriage returns and byte-order marks inside a line: the reader drops the one and takes
+  // the other as text.
+  void InsideLine(std::string_view text) {
+    const size_t cr = text.find('\r');
+    if (cr != std::string_view::npos)
+      Warn(number_, Column(text, cr), "a carriage return inside the line is dropped");
+    const size_t mark = text.find("\xEF\xBB\xBF");
+    if (mark != std::string_view::npos)
+      Warn(number_, Column(text, mark),
+           "a byte-order mark (U+FEFF) inside the text is read as part of a token");
+  }
+
+  void LineEnds() {
+    const Line *first = nullptr;
+    for (size_t i = 0; i < lines_.size(); ++i) {
+      if (!lines_[i].lf) continue;
+      if (!first) {
+        first = &lines_[i];
+      } else if (lines_[i].crlf != first->crlf) {
+        Warn(i + 1, cli::Characters(lines_[i].text) + 1,
+             fmt::format("mixed line ends: this line ends in {}, line {} in {}",
+                         lines_[i].crlf ? "CR LF" : "LF", first - lines_.data() + 1,
+                         first->crlf ? "CR LF" : "LF"));
+        return;
+      }
+    }
+  }
+
+  // "Key = value", or a key whose value is the next non-empty line.
+  void KeyLine(std::string_view text) {
+    const size_t equals = text.find('=');
+    const std::string key(Trim(text.substr(0, equals)));
+    const std::string value(equals == std::string_view::npos ? "" : Trim(text.substr(equals + 1)));
+    if (value.empty()) {
+      pendingKey_ = key;
+      pendingValue_ = number_;
+      return;
+    }
+    Apply(key, value, number_);
+  }
+
+  void Apply(const std::string &key, const std::string &value, size_t line) {
+    if (key == "Name" || key == "Description") {
+      const auto [first, added] = headerKeys_.emplace(key, line);
+      if (!added)
+        Warn(line, 1,
+             fmt::format("{} given again (first on line {}): the first value is kept", key,
+                         first->second));
+    } else if (key == "POS") {
+      Warn(line, 1, "POS is ignored: entries read from a text stream have no part of speech");
+    } else if (attributes_.count(key)) {
+      attributes_[key] = value;
+    }
+  }
+
+  // A [Data] line: the section's attributes are complete. Sections whose attributes differ
+  // only in case are two sections, and lookups compare with case.
+  void SectionStarts() {
+    std::string exact;
+    for (const auto &[key, value] : attributes_)
+      exact += key + "=" + value + "\n";
+    section_ = exact;
+    const auto [earlier, added] = sections_.emplace(Folded(exact), std::pair{exact, sectionLine_});
+    if (!added && earlier->second.first != exact) {
+      std::string differences;
+      const auto lines = [](const std::string &text) { return SplitLines(text); };
+      const std::vector<Line> now = lines(exact), then = lines(earlier->second.first);
+      for (size_t i = 0; i < now.size() && i < then.size(); ++i)
+        if (now[i].text != then[i].text)
+          differences += fmt::format("{}{} vs {}", differences.empty() ? "" : ", ",
+                                     std::string(now[i].text), std::string(then[i].text));
+      Warn(sectionLine_ ? sectionLine_ : number_, 1,
+           fmt::format("this section differs from the one at line {} only in case ({}): its "
+                       "entries form a section of their own, and lookups compare with case",
+                       earlier->second.second, differences));
+    }
+  }
+
+  // An entry line: its key, then its data.
+  void Entry(std::string_view text) {
+    const size_t start = text.find_first_not_of(" \t");
+    const QuotedToken key = ReadQuoted(text, start, true);
+    const std::string name(Trim(key.text));
+    const size_t column = Column(text, start);
+    if (key.open) {
+      Warn(number_, column, "a quote is not closed: the key runs on into the next line");
+      return;
+    }
+    if (name == "[SubHeader]" && !key.quoted) {
+      inData_ = false;
+      sectionLine_ = number_;
+      return;
+    }
+    if (name.empty()) {
+      Warn(number_, column, "empty key: the next token is read as the key");
+      return;
+    }
+    if (!key.quoted && name.starts_with('[') && name.ends_with(']'))
+      Warn(number_, column, fmt::format("{} is no section here: it is read as an entry key", name));
+    if (key.quoted && name != key.text)
+      Warn(number_, column,
+           fmt::format("the key {} loses the blanks at its ends", Quoted(key.text)));
+    if (name.find('\t') != std::string::npos && name.find(' ') == std::string::npos)
+      Warn(number_, column,
+           fmt::format("the key {} holds a tab and no blank: written back unquoted, it does "
+                       "not read back",
+                       Quoted(name)));
+    if (name == "[SubHeader]")
+      Warn(number_, column,
+           "the key [SubHeader] is written back without quotes and then ends the section");
+    if (Trim(text.substr(key.end)).empty()) {
+      pendingKey_ = name;
+      pendingData_ = number_;
+      return;
+    }
+    Data(name, number_, text, key.end);
+  }
+
+  // The data of an entry, by the section's Content, from byte `at` of `text`.
+  void Data(const std::string &key, size_t keyLine, std::string_view text, size_t at) {
+    const std::string &content = attributes_["Content"];
+    const size_t start = std::min(text.size(), text.find_first_not_of(" \t", at));
+    const size_t column = Column(text, start);
+    std::string value(Trim(text.substr(at)));
+    if (content == "EDCT_CONTENT_ORTHOGRAPHIC") {
+      const QuotedToken data = ReadQuoted(text, start, false);
+      if (data.open)
+        Warn(number_, column, "a quote is not closed: the data runs on into the next line");
+      value = std::string(Trim(data.text));
+      if (data.quoted && value != data.text)
+        Warn(number_, column,
+             fmt::format("the data {} loses the blanks at its ends", Quoted(data.text)));
+    } else if (content == "EDCT_CONTENT_BROAD_NARROWS" && value.starts_with("//")) {
+      if (value == "//" || value.ends_with("//") || value.find("////") != std::string::npos)
+        Warn(number_, column,
+             "an empty piece in the list: the text form ends a list at its first empty piece, "
+             "so it cannot carry the rest back");
+    } else if (content == "EDCT_CONTENT_USERWORDS") {
+      continued_ = HexLine(text, at);
+      if (continued_) return;  // a duplicate is judged on whole entries only
+    }
+    const std::string entry = section_ + "\n" + key + "\n" + value;
+    const auto [first, added] = entries_.emplace(entry, keyLine);
+    if (!added)
+      Warn(keyLine, 1,
+           fmt::format("duplicate entry: the key {} has this entry already (line {})", Quoted(key),
+                       first->second));
+  }
+
+  // One line of user-words data; returns whether it continues on the next line.
+  bool HexLine(std::string_view text, size_t at) {
+    std::string_view data = Trim(text.substr(at));
+    const bool continues = data.ends_with('\\');
+    if (continues) data.remove_suffix(1);
+    size_t i = data.find_first_not_of(' ');
+    while (i != std::string_view::npos && i + 1 < data.size() && HexDigit(data[i]) >= 0 &&
+           HexDigit(data[i + 1]) >= 0)
+      i = data.find_first_not_of(' ', i + 2);
+    if (i != std::string_view::npos && i + 1 == data.size())
+      Warn(number_, Column(text, text.find(data) + i),
+           "a single hex digit at the end of the line is ignored");
+    return continues;
+  }
+
+  std::vector<Line> lines_;
+  std::vector<Finding> &findings_;
+  size_t number_ = 0;       // the line being read, from 1
+  bool inData_ = false;     // in a [Data] section
+  size_t sectionLine_ = 0;  // the [SubHeader] line of the section
+  std::string section_;     // the attributes of the current section
+  std::map<std::string, std::string> attributes_{
+      {"Content", ""}, {"Representation", ""}, {"Language", ""}, {"Model", ""}, {"Engine", ""}};
+  std::map<std::string, size_t> headerKeys_;  // Name and Description, where first given
+  std::map<std::string, std::pair<std::string, size_t>> sections_;  // folded -> exact, line
+  std::map<std::string, size_t> entries_;                           // section, key and data -> line
+  std::string pendingKey_;                     // a key whose value or data is to come
+  size_t pendingValue_ = 0, pendingData_ = 0;  // the line of that key
+  bool continued_ = false;                     // user-words data goes on
+};
+
+// The text of a stream in UTF-8, whatever its encoding; a warning when bytes are dropped or
+// replaced.
+std::string Text(const StreamFormat &stream, std::vector<Finding> &findings) {
+  if (stream.format == EDCT_FORMAT_UTF8) {
+    if (!IsUtf8(stream.bytes)) findings.push_back({0, 0, false, "the text is not valid UTF-8"});
+    return Utf8(Utf16(stream.bytes));
+  }
+  std::string_view bytes = stream.bytes.substr(stream.prefix.empty() ? 2 : 0);
+  if (bytes.size() % 2)
+    findings.push_back({0, 0, false, "the stream ends in half a 16-bit unit, which is dropped"});
+  std::u16string units(bytes.size() / 2, u'\0');
+  const bool big = stream.format == EDCT_FORMAT_UCS2BE;
+  for (size_t i = 0; i < units.size(); ++i) {
+    const auto high = static_cast<unsigned char>(bytes[2 * i + (big ? 0 : 1)]);
+    const auto low = static_cast<unsigned char>(bytes[2 * i + (big ? 1 : 0)]);
+    units[i] = static_cast<char16_t>(high << 8 | low);
+  }
+  return Utf8(units);
+}
+
+void CheckText(const InputFile &file, Encoding encoding, std::vector<Finding> &findings) {
+  const StreamFormat stream = DetectFormat(file.bytes(), encoding);
+  if (stream.utf8Mark)
+    findings.push_back({1, 1, false,
+                        "a UTF-8 byte-order mark: this tool skips it, but the library's reader "
+                        "takes it as part of the first line"});
+  const auto dictionary = DictHandle::Writable();
+  EDCT_STREAM_DIAGNOSTIC diagnostic;
+  const VQRESULT read = ReadStream(dictionary->get(), stream, &diagnostic);
+  if (read) {
+    const char *name = CodeName(read);
+    findings.push_back({diagnostic.Line, diagnostic.Column, true,
+                        fmt::format("{} [{}]", Explained(diagnostic), name ? name : Hex(read))});
+  } else if (diagnostic.Line) {
+    findings.push_back({diagnostic.Line, diagnostic.Column, false,
+                        "reading ends at this [SubHeader] line, since the [Data] section "
+                        "followed [Header] directly: the lines after it are not read"});
+  }
+  LineCheck(Text(stream, findings), findings).Run();
+}
+
+}  // namespace
+
+std::vector<std::string> TextFormLosses(const std::string &key, const EDCT_ENTRY &entry) {
+  std::vector<std::string> losses;
+  const auto bad = [](std::string_view text) {
+    return text.find_first_of("\r\n") != std::string_view::npos ||
+           (!text.empty() && (Blank(text.front()) || Blank(text.back())));
+  };
+  if (key.empty()) losses.push_back("an empty key has no text form");
+  if (bad(key)) losses.push_back("a line end, or blanks at its ends, do not survive the text form");
+  if (key.find('\t') != std::string::npos && key.find(' ') == std::string::npos)
+    losses.push_back("a tab without a blank: written unquoted, the key does not read back");
+  if (key == "[SubHeader]")
+    losses.push_back("written without quotes, the key [SubHeader] ends its section");
+  if (entry.Content == EDCT_CONTENT_BROAD_NARROWS) {
+    const std::vector<std::string> pieces = BroadNarrows(entry);
+    size_t listed = 1;
+    for (const std::string &piece : pieces)
+      listed += piece.size() + 1;
+    if (pieces.empty() || listed < entry.DataSize)
+      losses.push_back("an empty piece in a broad-narrows list: the text form ends the list there");
+    for (const std::string &piece : pieces)
+      if (piece.find("//") != std::string::npos || bad(piece))
+        losses.push_back(fmt::format("the piece {} does not survive the text form", Quoted(piece)));
+  } else if (entry.Content == EDCT_CONTENT_ORTHOGRAPHIC) {
+    const std::string data = DataText(entry);
+    if (data.size() <= 2 || bad(data.substr(1, data.size() - 2)))
+      losses.push_back(
+          "empty data, a line end, or blanks at its ends, do not survive the text form");
+  } else if (entry.DataSize == 0) {
+    losses.push_back("empty user-words data does not survive the text form");
+  }
+  return losses;
+}
+
+namespace {
+
+void CheckImage(const InputFile &file, std::vector<Finding> &findings) {
+  if (file.Word(0) == kSwappedImageFormat) {
+    findings.push_back({0, 0, true, "an archive image for a host of the other byte order"});
+    return;
+  }
+  if (file.Word(4) > file.size() || file.size() < 24) {
+    findings.push_back({0, 0, true, "a truncated archive image"});
+    return;
+  }
+  if (const VQRESULT checked = edct_DctCheckImage(file.data(), file.size())) {
+    findings.push_back({0, 0, true, "the archive image is refused: " + Describe(checked)});
+    return;
+  }
+  DictHandle dictionary;
+  const VQRESULT opened = edct_DctOpen(g_vqNullHandle, file.data(), EDCT_OPEN_READONLY, nullptr,
+                                       nullptr, dictionary.out());
+  if (opened) {
+    findings.push_back({0, 0, true, "the archive image is refused: " + Describe(opened)});
+    return;
+  }
+  const VQRESULT walked =
+      Walk(dictionary.get(),
+           [&](const std::string &key, const EDCT_ENTRY *entries, uint32_t count, bool) {
+             for (uint32_t i = 0; i < count; ++i)
+               for (const std::string &loss : TextFormLosses(key, entries[i]))
+                 findings.push_back({0, 0, false, fmt::format("key {}: {}", Quoted(key), loss)});
+           });
+  if (walked) findings.push_back({0, 0, true, "cannot walk the image: " + Describe(walked)});
+}
+
+}  // namespace
+
+int CheckLexicons(const std::vector<std::string> &files, Encoding encoding, bool werror,
+                  bool json) {
+  int status = kOk;
+  Json reports = Json::array();
+  for (const std::string &path : files) {
+    std::vector<Finding> findings;
+    try {
+      const InputFile file(path);
+      if (file.Word(0) == kImageFormat || file.Word(0) == kSwappedImageFormat)
+        CheckImage(file, findings);
+      else
+        CheckText(file, encoding, findings);
+    } catch (const Failure &failure) {
+      findings.push_back({0, 0, true, failure.what()});
+    }
+    std::stable_sort(findings.begin(), findings.end(), [](const Finding &a, const Finding &b) {
+      return std::pair(a.line, a.column) < std::pair(b.line, b.column);
+    });
+    size_t errors = 0, warnings = 0;
+    Json list = Json::array();
+    for (const Finding &finding : findings) {
+      const bool error = finding.error || werror;
+      (error ? errors : warnings) += 1;
+      const char *severity = error ? "error" : "warning";
+      const std::string suffix = !finding.error && werror ? " [--werror]" : "";
+      if (json) {
+        list.push_back({{"line", finding.line ? Json(finding.line) : Json()},
+                        {"column", finding.column ? Json(finding.column) : Json()},
+                        {"severity", severity},
+                        {"message", finding.message}});
+      } else if (finding.line) {
+        fmt::print("{}:{}:{}: {}: {}{}\n", path, finding.line, finding.column, severity,
+                   finding.message, suffix);
+      } else {
+        fmt::print("{}: {}: {}{}\n", path, severity, finding.message, suffix);
+      }
+    }
+    if (errors) status = kFailed;
+    if (json)
+      reports.push_back(
+          {{"file", path}, {"errors", errors}, {"warnings", warnings}, {"findings", list}});
+    else if (errors || warnings)
+      fmt::print("{}: {} error{}, {} warning{}\n", path, errors, errors == 1 ? "" : "s", warnings,
+                 warnings == 1 ? "" : "s");
+  }
+  if (json) PrintJson({{"files", reports}});
+  return status;
+}
+
+}  // namespace cli
