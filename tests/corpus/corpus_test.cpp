@@ -66,10 +66,11 @@ std::string Describe(const Tag *tag) {
     if (!out.empty()) out += ';';
     out += Ascii(tag->name);
     if (tag->children) {
-      out += "{" + Describe(tag->children) + "}";
+      out.append("{").append(Describe(tag->children)).append("}");
     } else {
       const std::string value = Ascii(tag->value);
-      out += "=" + (value.size() > 16 ? "...(" + std::to_string(value.size()) + ")" : value);
+      out += '=';
+      out += value.size() > 16 ? "...(" + std::to_string(value.size()) + ")" : value;
     }
     if (out.size() > 160) return out.substr(0, 160) + "...";
   }
@@ -89,12 +90,14 @@ std::string DataHeader(const fs::path &path) {
     hdrpars_FindTag(tag->children, u"BROKERSTRING", &name);
     DataBlock *block = nullptr;
     const VQRESULT opened = hdrpars_OpenData(name ? name->value : u"data", structure, &block);
-    summary += " | block " + Name(opened);
+    summary += " | block ";
+    summary += Name(opened);
     if (opened) continue;
     const void *data = nullptr;
     uint32_t available = 0;
     const VQRESULT mapped = hdrpars_DataMap(block->source, 0, -1, &data, &available);
-    summary += mapped ? " " + Name(mapped) : " " + std::to_string(available) + " bytes";
+    summary += ' ';
+    summary += mapped ? Name(mapped) : std::to_string(available) + " bytes";
     hdrpars_DataUnMap(block->source, data);
   }
   hdrpars_DeleteFileStructure(structure);

@@ -17,8 +17,9 @@ TEST(ReadMemory, DeepElementsWithChildrenHaveEmptyValues) {
   // inner text three levels down, deeper ones an empty value; every level is read.
   std::u16string open, close;
   for (int depth = 1; depth <= 50; ++depth) {
-    const std::u16string name = u"E" + std::u16string(1, char16_t(u'0' + depth / 10)) +
-                                std::u16string(1, char16_t(u'0' + depth % 10));
+    std::u16string name = u"E";
+    name.push_back(char16_t(u'0' + depth / 10));
+    name.push_back(char16_t(u'0' + depth % 10));
     open += u"<" + name + u">";
     close = u"</" + name + u">" + close;
   }
