@@ -292,11 +292,12 @@ const std::vector<uint32_t> &ManySections(uint32_t *size) {
     edct_DctOpen(g_vqNullHandle, nullptr, EDCT_OPEN_WRITABLE, nullptr, nullptr, &dictionary);
     const std::string data = "d";
     for (int section = 0; section < 1000; ++section) {
-      const std::string language = "l" + std::to_string(section);
+      std::string language = "l";
+      language += std::to_string(section);
       EDCT_ENTRY entry = EntryFor(data);
       entry.Language = language.c_str();
       for (int key = 0; key < 10; ++key) {
-        const std::u16string word = u"w" + std::u16string(1, char16_t(u'a' + key));
+        const std::u16string word = {u'w', char16_t(u'a' + key)};
         edct_DctAddEntry(dictionary, word.c_str(), &entry, 1);
       }
     }
