@@ -352,7 +352,8 @@ class Dictionary(Owned):
     def open(cls, image: ImageSource, writable: bool = False) -> "Dictionary":
         """A dictionary over an archive image: bytes-like, an mmap, or a path (mapped).
 
-        The image is checked first. A read-only view reads it in place: the bytes, mmap or
+        The image is checked first (a damaged one raises SpeechCommonError with
+        EDCT_E_CORRUPT). A read-only view reads it in place: the bytes, mmap or
         mapped file are kept (and must not change) until the dictionary is closed; a bytearray
         or other writable buffer is copied, as is an image not aligned to 4 bytes.
         """
@@ -363,6 +364,10 @@ class Dictionary(Owned):
         except BaseException:
             pinned.release()
             raise
+        # An image without sections (a stream without [SubHeader]) has nothing to read in place;
+        # it opens as an empty writable dictionary.
+        if not writable and ctypes.c_uint32.from_address(pinned.address + 20).value == 0:
+            writable = True
         self = cls.__new__(cls)
         self._open(pinned, writable, f"{label} ({'writable copy' if writable else 'read-only'})")
         return self
