@@ -3,6 +3,7 @@ of libspeechcommon, through ctypes."""
 
 from __future__ import annotations
 
+from . import _codetable
 from ._library import LibraryNotFoundError
 from ._library import path as library_path
 from .broker import Broker, BrokerData, BrokerObject, Component, Interface
@@ -21,7 +22,7 @@ from .dictionary import (
 )
 from .errors import SpeechCommonError, code, code_name, codes
 
-__version__ = "1.0.0"
+__version__ = _codetable.VERSION
 
 __all__ = [
     "Answer",

@@ -2,8 +2,8 @@
 
 The tables (`<family>_codes.def` in the library's source folders) are the one place where a code's
 value and name are written. A built package carries the names the build read from them
-(`_codenames.py`, written by setup.py); a package used straight from a source checkout reads the
-tables themselves.
+(`_generated.py`, written by setup.py, with the version); a package used straight from a source
+checkout reads the tables, and the version from CMakeLists.txt, itself.
 """
 
 from __future__ import annotations
@@ -34,16 +34,26 @@ def read_tables(files: Iterable[Path]) -> dict[str, int]:
     return names
 
 
-def _load() -> dict[str, int]:
-    try:
-        from ._codenames import NAMES  # type: ignore[import-not-found]
+# A source checkout: python/speechcommon/ is two levels below the tables' root.
+_SOURCE = Path(__file__).resolve().parents[2]
 
-        return dict(NAMES)
+
+def _load() -> tuple[dict[str, int], str]:
+    try:
+        from ._generated import NAMES, VERSION  # type: ignore[import-not-found]
+
+        return dict(NAMES), VERSION
     except ImportError:
         pass
-    # A source checkout: python/speechcommon/ is two levels below the tables' root.
-    return read_tables(table_files(Path(__file__).resolve().parents[2]))
+    version = "unknown"
+    try:
+        text = (_SOURCE / "CMakeLists.txt").read_text(encoding="utf-8")
+        found = re.search(r"project\(speechcommon VERSION ([0-9.]+)", text)
+        version = found.group(1) if found else version
+    except OSError:
+        pass
+    return read_tables(table_files(_SOURCE)), version
 
 
-NAMES: dict[str, int] = _load()
+NAMES, VERSION = _load()
 BY_VALUE: dict[int, str] = {value: name for name, value in NAMES.items()}
