@@ -50,8 +50,10 @@ def sample() -> speechcommon.Dictionary:
     dictionary.add("Dr.", Entry.orthographic("doctor", language="en-US"),
                    Entry.orthographic("drive", language="en-US"))
     dictionary.add("café", Entry.orthographic("Kaffeehaus", language="de", engine="tts"))
-    dictionary.add("𝄞clef", Entry.userwords(b"\x00\x01\xfe", model="alphabet:ipa"))
+    dictionary.add("𝄞clef", Entry.userwords(b"\x00\x01\xfe", language="x", model="alphabet:ipa",
+                                            engine="e"))
     dictionary.add("wide", Entry(speechcommon.Content.ORTHOGRAPHIC, "ünïcode 😀",
-                                 speechcommon.Representation.WSZ_STRING, pos=7))
+                                 speechcommon.Representation.WSZ_STRING, pos=7, language="x",
+                                 model="alphabet:ipa", engine="e"))
     yield dictionary
     dictionary.close()

@@ -109,6 +109,7 @@ def test_images_stay_put_while_viewed(sample, tmp_path):
 
 
 def test_filters_select_entries(sample):
+    sample.add("plain", Entry.orthographic("no attributes"))
     image = sample.archive()
     with Dictionary.open(image) as view:
         for dictionary in (sample, view):
@@ -126,13 +127,14 @@ def test_filters_select_entries(sample):
             assert missing.value.code == codes.EDCT_E_NOT_FOUND
         # A writable dictionary lets a section without a language pass a language filter; a
         # view does not.
-        assert sample.lookup("𝄞clef", language="en-US")
-        assert view.get("𝄞clef", language="en-US") is None
+        assert sample.lookup("plain", language="en-US")
+        assert view.get("plain", language="en-US") is None
 
 
 def test_entries_keep_every_attribute_and_kind(sample):
     [wide] = sample.lookup("wide")
-    assert wide == Entry(Content.ORTHOGRAPHIC, "ünïcode 😀", Representation.WSZ_STRING, pos=7)
+    assert wide == Entry(Content.ORTHOGRAPHIC, "ünïcode 😀", Representation.WSZ_STRING, pos=7,
+                         language="x", model="alphabet:ipa", engine="e")
     [clef] = sample.lookup("𝄞clef")
     assert (clef.content, clef.representation, clef.model, clef.pos) == (
         Content.USERWORDS, Representation.BINARY, "alphabet:ipa", None)
