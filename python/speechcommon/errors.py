@@ -102,3 +102,6 @@ class _Codes:
 
 
 codes = _Codes()
+
+# Shown (in tracebacks too) under the name users import it by.
+SpeechCommonError.__module__ = "speechcommon"
