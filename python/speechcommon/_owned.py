@@ -44,9 +44,17 @@ class _State:
             if finalising:
                 return  # nothing better to do in a finaliser; the object stays open
             raise SpeechCommonError(result, f"closing {self.what}")
-        self.closed = True
+        self._mark_closed()
         if self.parent is not None and self in self.parent.children:
             self.parent.children.remove(self)
+
+    def _mark_closed(self) -> None:
+        # What could not be closed before its parent went (a finaliser goes on past refusals)
+        # went with it: its handle must never reach the library again.
+        self.closed = True
+        for child in self.children:
+            child._mark_closed()
+        self.children.clear()
 
 
 def _finalise(state: _State) -> None:

@@ -3,8 +3,10 @@ a user's would be (run by CTest, SPEECHCOMMON_LIBRARY names the one just built).
 
 from __future__ import annotations
 
+import gc
 import os
 import sys
+import warnings
 from pathlib import Path
 
 import pytest
@@ -14,6 +16,18 @@ SOURCE_ROOT = PYTHON_DIR.parent
 sys.path.insert(0, str(PYTHON_DIR))
 
 import speechcommon  # noqa: E402
+
+
+@pytest.fixture(autouse=True)
+def nothing_left_to_finalisers():
+    """A test that leaves something open fails: finalisers are a safety net, not the way the
+    package closes what it opened itself (a walk's iterator, a block's mapping)."""
+    with warnings.catch_warnings(record=True) as caught:
+        warnings.simplefilter("always", ResourceWarning)
+        yield
+        gc.collect()
+    left = [str(w.message) for w in caught if issubclass(w.category, ResourceWarning)]
+    assert not left, f"closed by finalisers: {left}"
 
 
 @pytest.fixture(scope="session")

@@ -40,11 +40,12 @@ def test_errors_carry_the_owning_familys_names_and_texts(source_root, example_tr
     texts = table_texts(source_root)
     closed = Dictionary()
     closed.close()
+    broker = Broker(example_tree)
     cases = [
         (lambda: Dictionary.open(b"\x03" + bytes(40)), "EDCT_E_CORRUPT", "EDCTSPI", "EDCTSPI"),
         (lambda: DataHeaderFile(tmp_path / "none.hdr"), "HDRPARS_E_FILE_OPEN", "HDRPARS",
          "Parser submodule"),
-        (lambda: Broker(example_tree).open("demo/none"), "BRK_E_ENGINE_NOT_FOUND", "BROKER",
+        (lambda: broker.open("demo/none"), "BRK_E_ENGINE_NOT_FOUND", "BROKER",
          "Broker submodule"),
         (lambda: closed.lookup("x"), "SRVSPI_E_SEC_INVALID_HANDLE", "SRVSPI", None),
     ]
@@ -55,7 +56,7 @@ def test_errors_carry_the_owning_familys_names_and_texts(source_root, example_tr
             assert error.submodule == submodule
         assert error.message == texts[error.code]
         assert f"{name} 0x{error.code:08X}: {texts[error.code].strip()}" in str(error)
-    gc.collect()  # the broker left open above is closed by its finaliser
+    broker.close()
     assert speechcommon.code_name(codes.EDCT_E_NOT_FOUND) == "EDCT_E_NOT_FOUND"
     assert speechcommon.code_name(0x12345678) is None
     assert "EDCT_E_CORRUPT" in dir(codes) and "NOT_A_CODE" not in codes
@@ -105,6 +106,13 @@ def test_finalisers_close_what_was_left_open(example_tree):
         manager.register(dictionary)
         del obj, manager, dictionary
         gc.collect()
+        # At exit finalisers run newest first: a dictionary may go before its manager, and
+        # leaves it first.
+        manager, dictionary = DictionaryManager(), Dictionary()
+        manager.register(dictionary)
+        dictionary._finaliser()
+        assert dictionary.closed and manager.dictionaries == []
+        manager.close()
     assert {str(w.message) for w in caught} >= {"unclosed the broker object on demo/tts",
                                                 "unclosed a dictionary manager"}
     broker.close()  # refused while the object or its data were still open

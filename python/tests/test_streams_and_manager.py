@@ -156,8 +156,10 @@ def test_manager_searches_by_priority_and_names_the_answer(sample):
         manager.unregister(override)
         assert manager.lookup("hi").dictionary is extra
         override.close()
-        manager.register(extra.__class__(), priority=-1)
-        assert manager.dictionaries[:2] == [sample, extra]
+        last = Dictionary()
+        manager.register(last, priority=-1)
+        assert manager.dictionaries == [sample, extra, last]
     # Closing the manager unregistered the rest: they close.
     extra.close()
+    last.close()
     assert manager.closed and not sample.closed
