@@ -6,6 +6,7 @@ from __future__ import annotations
 
 import argparse
 import json
+import os
 import sys
 from typing import Any, Optional, Sequence
 
@@ -392,6 +393,10 @@ def main(argv: Optional[Sequence[str]] = None) -> int:
     except SpeechCommonError as error:
         print(f"{PROGRAM}: {error}", file=sys.stderr)
         return 1
+    except BrokenPipeError:
+        # A reader that stopped early (| head) is no failure of ours; say nothing more.
+        os.dup2(os.open(os.devnull, os.O_WRONLY), sys.stdout.fileno())
+        return 0
 
 
 if __name__ == "__main__":

@@ -241,6 +241,9 @@ class LibraryNotFoundError(OSError):
     """No copy of libspeechcommon could be loaded; the message lists every place tried."""
 
 
+LibraryNotFoundError.__module__ = "speechcommon"
+
+
 def _candidates() -> list[tuple[str, str]]:
     """(how it was found, path or name to load), in the order they are tried."""
     found: list[tuple[str, str]] = []
