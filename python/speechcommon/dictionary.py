@@ -193,6 +193,15 @@ def _entries_from_c(array: Any, count: int) -> list[Entry]:
     return [_entry_from_c(array[i]) for i in range(count)]
 
 
+def _held(keep: list[Any], raw: Optional[bytes]) -> Optional[int]:
+    """The address of a NUL-terminated copy of raw, alive as long as keep is."""
+    if raw is None:
+        return None
+    buffer = ctypes.create_string_buffer(raw, len(raw) + 1)
+    keep.append(buffer)
+    return ctypes.addressof(buffer)
+
+
 class _Records:
     """EDCT_ENTRY records for a call, with the buffers they point to kept alive."""
 
@@ -214,12 +223,6 @@ class _Records:
             record.Data = self._pointer(data)
             record.DataSize = len(data)
 
-    def _pointer(self, raw: Optional[bytes]) -> Optional[int]:
-        if raw is None:
-            return None
-        buffer = ctypes.create_string_buffer(raw, len(raw) + 1)
-        self.keep.append(buffer)
-        return ctypes.addressof(buffer)
 
 
 class _Filter:
@@ -236,17 +239,13 @@ class _Filter:
         self.record = EDCT_FILTER(
             _ANY if content is None else int(content),
             _ANY if pos is None else pos,
-            self._pointer(_text.c_string8(language)),
-            self._pointer(None if model is None else _model_block(model)),
-            self._pointer(_text.c_string8(engine)),
+            _held(self.keep, _text.c_string8(language)),
+            _held(self.keep, None if model is None else _model_block(model)),
+            _held(self.keep, _text.c_string8(engine)),
         )
 
     def _pointer(self, raw: Optional[bytes]) -> Optional[int]:
-        if raw is None:
-            return None
-        buffer = ctypes.create_string_buffer(raw, len(raw) + 1)
-        self.keep.append(buffer)
-        return ctypes.addressof(buffer)
+        return _held(self.keep, raw)
 
     def pointer(self) -> Any:
         return byref(self.record) if self.given else None
