@@ -217,10 +217,10 @@ class _Records:
             record.Content = int(entry.content)
             record.Representation = int(entry.representation)  # type: ignore[arg-type]
             record.POS = NO_POS if entry.pos is None else entry.pos
-            record.Language = self._pointer(_text.c_string8(entry.language))
-            record.Engine = self._pointer(_text.c_string8(entry.engine))
-            record.Model = self._pointer(None if entry.model is None else _model_block(entry.model))
-            record.Data = self._pointer(data)
+            record.Language = _held(self.keep, _text.c_string8(entry.language))
+            record.Engine = _held(self.keep, _text.c_string8(entry.engine))
+            record.Model = _held(self.keep, None if entry.model is None else _model_block(entry.model))
+            record.Data = _held(self.keep, data)
             record.DataSize = len(data)
 
 
@@ -244,8 +244,6 @@ class _Filter:
             _held(self.keep, _text.c_string8(engine)),
         )
 
-    def _pointer(self, raw: Optional[bytes]) -> Optional[int]:
-        return _held(self.keep, raw)
 
     def pointer(self) -> Any:
         return byref(self.record) if self.given else None
