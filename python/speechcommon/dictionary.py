@@ -224,8 +224,9 @@ class _Records:
             record.DataSize = len(data)
 
 
-
 class _Filter:
+    """An EDCT_FILTER for a lookup; none at all when no filter is given."""
+
     def __init__(
         self,
         content: Optional[int],
@@ -243,7 +244,6 @@ class _Filter:
             _held(self.keep, None if model is None else _model_block(model)),
             _held(self.keep, _text.c_string8(engine)),
         )
-
 
     def pointer(self) -> Any:
         return byref(self.record) if self.given else None
