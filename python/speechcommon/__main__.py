@@ -1,0 +1,403 @@
+"""python3 -m speechcommon dict ...: the dictionary commands of the speechcommon tool, with the
+same arguments, output (text and --json) and exit statuses (0 done, 1 failed or a word not found,
+2 a mistake on the command line)."""
+
+from __future__ import annotations
+
+import argparse
+import json
+import os
+import sys
+from typing import Any, Optional, Sequence
+
+from .dictionary import Content, Dictionary, DictionaryManager, Entry, Representation
+from .errors import SpeechCommonError
+
+PROGRAM = "speechcommon"
+_SWAPPED_IMAGE_FORMAT = 0x03000000
+_CONTENT_NAMES = ("broad-narrows", "userwords", "orthographic")
+_REPRESENTATION_NAMES = ("szz", "binary", "sz", "wsz")
+_STREAM_KINDS = {"utf8": "UTF-8", "ucs2le": "UCS-2 little-endian", "ucs2be": "UCS-2 big-endian"}
+
+
+class Failure(Exception):
+    """A command that cannot go on: its message is printed and the status is 1."""
+
+
+# ---- opening and describing --------------------------------------------------------------
+
+
+class DictFile:
+    """A DICT argument: an archive image (read in place unless a writable copy is wanted) or a
+    text stream, from a path or '-' (standard input)."""
+
+    def __init__(self, path: str, encoding: Optional[str], writable: bool) -> None:
+        self.path = path
+        data = sys.stdin.buffer.read() if path == "-" else _read_file(path)
+        word = int.from_bytes(data[:4], sys.byteorder) if len(data) >= 4 else None
+        if word == 3:
+            recorded = int.from_bytes(data[4:8], sys.byteorder)
+            try:
+                self.dictionary = Dictionary.open(data if path == "-" else path, writable=writable)
+            except SpeechCommonError as error:
+                what = "truncated archive image" if recorded > len(data) else (
+                    "cannot open the archive image")
+                raise Failure(f"{path}: {what}: {_describe(error)}") from error
+            in_place = "" if self.dictionary.writable else ", read in place"
+            self.kind = f"archive image, {recorded} bytes{in_place}"
+            return
+        if word == _SWAPPED_IMAGE_FORMAT:
+            raise Failure(f"{path}: archive image for a host of the other byte order (compile it "
+                          "without --swap to use it here)")
+        if encoding is None:
+            encoding = ("ucs2le" if data.startswith(b"\xff\xfe") else
+                        "ucs2be" if data.startswith(b"\xfe\xff") else "utf8")
+        self.kind = f"{_STREAM_KINDS[encoding]} text stream"
+        try:
+            self.dictionary = Dictionary.from_text(data, encoding)  # type: ignore[arg-type]
+        except SpeechCommonError as error:
+            problem = getattr(error, "problem", None)
+            place = f"{path}:{problem}" if problem is not None and problem.line else (
+                f"{path}: {problem}" if problem is not None else path)
+            raise Failure(f"{place} ({_describe(error)})") from error
+
+    def close(self) -> None:
+        self.dictionary.close()
+
+
+def _read_file(path: str) -> bytes:
+    try:
+        with open(path, "rb") as file:
+            return file.read()
+    except OSError as error:
+        raise Failure(f"{path}: cannot read: {error.strerror}") from error
+
+
+def _describe(error: SpeechCommonError) -> str:
+    named = f"{error.name} 0x{error.code:08X}" if error.name else f"0x{error.code:08X}"
+    message = (error.message or "").strip()
+    return f"{named}: {message}" if message else named
+
+
+def _content_name(content: int) -> str:
+    return _CONTENT_NAMES[content] if 0 <= content < 3 else f"content {content}"
+
+
+def _representation_name(representation: int) -> str:
+    return (_REPRESENTATION_NAMES[representation] if 0 <= representation < 4
+            else f"representation {representation}")
+
+
+def _is_list(entry: Entry) -> bool:
+    return entry.content == Content.BROAD_NARROWS and entry.representation == Representation.SZZ_STRING
+
+
+def _is_text(entry: Entry) -> bool:
+    return entry.content == Content.ORTHOGRAPHIC and entry.representation in (
+        Representation.SZ_STRING, Representation.WSZ_STRING)
+
+
+def _hex(data: bytes) -> str:
+    return " ".join(f"{byte:02X}" for byte in data)
+
+
+def _data_json(entry: Entry) -> Any:
+    if _is_list(entry):
+        return list(entry.value)
+    if _is_text(entry):
+        return entry.value
+    return _hex(entry.value if isinstance(entry.value, bytes) else entry.data())
+
+
+def _data_text(entry: Entry) -> str:
+    if _is_list(entry):
+        return "".join("//" + piece for piece in entry.value) or "(empty list)"
+    if _is_text(entry):
+        return f'"{entry.value}"'
+    return "bytes " + _hex(entry.value if isinstance(entry.value, bytes) else entry.data())
+
+
+def _attributes_text(entry: Entry) -> str:
+    out = ""
+    if entry.language is not None:
+        out += f" language={entry.language}"
+    if entry.engine is not None:
+        out += f" engine={entry.engine}"
+    if entry.model is not None:
+        out += f" model={entry.model}"
+    return out
+
+
+def _section_text(entry: Entry) -> str:
+    return (f"{_content_name(entry.content)} ({_representation_name(entry.representation)})"  # type: ignore[arg-type]
+            f"{_attributes_text(entry)}")
+
+
+def _section_json(entry: Entry) -> dict[str, Any]:
+    return {
+        "content": _content_name(entry.content),
+        "representation": _representation_name(entry.representation),  # type: ignore[arg-type]
+        "language": entry.language,
+        "model": entry.model,
+        "engine": entry.engine,
+    }
+
+
+def _entry_json(entry: Entry) -> dict[str, Any]:
+    return {**_section_json(entry), "data": _data_json(entry)}
+
+
+def _entry_line(entry: Entry) -> str:
+    return f"  {_content_name(entry.content):<13} {_data_text(entry)}{_attributes_text(entry)}"
+
+
+def _counts(dictionary: Dictionary) -> str:
+    info = dictionary.info
+    return f"{info.keys} keys, {info.entries} entries"
+
+
+def _print_json(document: Any) -> None:
+    print(json.dumps(document, indent=2, ensure_ascii=False))
+
+
+def _write_output(path: str, data: bytes) -> None:
+    if path == "-":
+        sys.stdout.flush()
+        sys.stdout.buffer.write(data)
+        sys.stdout.buffer.flush()
+        return
+    try:
+        with open(path, "wb") as file:
+            file.write(data)
+    except OSError as error:
+        raise Failure(f"{path}: cannot write: {error.strerror}") from error
+
+
+# ---- the commands ------------------------------------------------------------------------
+
+
+def compile_(options: argparse.Namespace, source: str, target: str) -> int:
+    opened = DictFile(source, options.encoding, writable=True)
+    try:
+        try:
+            image = opened.dictionary.archive(swap=options.swap)
+        except SpeechCommonError as error:
+            raise Failure(f"{source}: cannot write the archive image: {_describe(error)}") from error
+        _write_output(target, image)
+        if target != "-":
+            note = ", for a host of the other byte order" if options.swap else ""
+            print(f"{source}: {_counts(opened.dictionary)} -> {target} ({len(image)} bytes{note})")
+    finally:
+        opened.close()
+    return 0
+
+
+def decompile(options: argparse.Namespace) -> int:
+    opened = DictFile(options.input, None, writable=False)
+    try:
+        try:
+            text = opened.dictionary.to_text(options.encoding or "utf8")
+        except SpeechCommonError as error:
+            raise Failure(f"{options.input}: cannot write the text stream: {_describe(error)}") from error
+        _write_output(options.output, text)
+        if options.output != "-":
+            print(f"{options.input}: {_counts(opened.dictionary)} -> {options.output} "
+                  f"({len(text)} bytes)")
+    finally:
+        opened.close()
+    return 0
+
+
+def lookup(options: argparse.Namespace, words: Optional[list[str]]) -> int:
+    filters: dict[str, Any] = {}
+    if options.content is not None:
+        filters["content"] = _CONTENT_NAMES.index(options.content)
+    if options.language is not None:
+        filters["language"] = options.language
+    if options.engine is not None:
+        filters["engine"] = options.engine
+    opened: list[DictFile] = []
+    try:
+        for path in options.dict:
+            opened.append(DictFile(path, None, writable=False))
+        with DictionaryManager() as manager:
+            for item in opened:
+                manager.register(item.dictionary)
+            if words is None:
+                words = [line.rstrip("\n") for line in sys.stdin if line.rstrip("\n")]
+            status = 0
+            answers = []
+            for word in words:
+                try:
+                    answer = manager.lookup(word, **filters)
+                except SpeechCommonError as error:
+                    if error.name != "EDCT_E_NOT_FOUND":
+                        raise Failure(f"{word}: lookup failed: {_describe(error)}") from error
+                    status = 1
+                    if options.json:
+                        answers.append({"word": word, "found": False, "from": None, "entries": []})
+                    else:
+                        print(f"{word}: not found")
+                    continue
+                source = next(item.path for item in opened if item.dictionary is answer.dictionary)
+                if options.json:
+                    answers.append({"word": word, "found": True, "from": source,
+                                    "entries": [_entry_json(e) for e in answer.entries]})
+                else:
+                    count = len(answer.entries)
+                    print(f"{word}: {count} {'entry' if count == 1 else 'entries'} from {source}")
+                    for entry in answer.entries:
+                        print(_entry_line(entry))
+    finally:
+        for item in opened:
+            item.close()
+    if options.json:
+        _print_json({"words": answers})
+    return status
+
+
+def info(options: argparse.Namespace) -> int:
+    opened = DictFile(options.dict, None, writable=False)
+    try:
+        summary = opened.dictionary.info
+        sections: list[dict[str, Any]] = []
+        texts: list[str] = []
+        for item in opened.dictionary.walk():
+            if item.new_section and item.entries:
+                sections.append({**_section_json(item.entries[0]), "keys": 0, "entries": 0})
+                texts.append(_section_text(item.entries[0]))
+            if sections:
+                sections[-1]["keys"] += 1
+                sections[-1]["entries"] += len(item.entries)
+    finally:
+        opened.close()
+    if options.json:
+        _print_json({"file": opened.path, "kind": opened.kind, "name": summary.name,
+                     "description": summary.description, "keys": summary.keys,
+                     "entries": summary.entries, "sections": sections})
+        return 0
+    print(f"file         {opened.path} ({opened.kind})")
+    print(f"name         {summary.name if summary.name is not None else '(none)'}")
+    print(f"description  {summary.description if summary.description is not None else '(none)'}")
+    print(f"keys         {summary.keys}\nentries      {summary.entries}")
+    for number, (section, text) in enumerate(zip(sections, texts), 1):
+        print(f"{'section ' + str(number):<12} {text}: {section['keys']} keys, "
+              f"{section['entries']} entries")
+    return 0
+
+
+def list_(options: argparse.Namespace) -> int:
+    opened = DictFile(options.dict, None, writable=False)
+    keys = []
+    section = 0
+    try:
+        for item in opened.dictionary.walk():
+            section += item.new_section
+            if options.json:
+                keys.append({"key": item.key, "section": section,
+                             "entries": [_entry_json(e) for e in item.entries]})
+                continue
+            if item.new_section and item.entries:
+                print(f"[{_section_text(item.entries[0])}]")
+            print(item.key)
+            for entry in item.entries:
+                print(_entry_line(entry))
+    finally:
+        opened.close()
+    if options.json:
+        _print_json({"file": opened.path, "keys": keys})
+    return 0
+
+
+def _parser() -> argparse.ArgumentParser:
+    parser = argparse.ArgumentParser(prog=f"python3 -m {PROGRAM}",
+                                     description="The speechcommon tool's dictionary commands.")
+    groups = parser.add_subparsers(dest="group", required=True, metavar="COMMAND")
+    dict_ = groups.add_parser("dict", help="Compile, convert, look up, describe and list dictionaries",
+                              epilog="A DICT is an archive image (opened read-only in place) or a "
+                              "text stream (UTF-8, or UCS-2 with a byte-order mark); '-' is the "
+                              "standard input or output.")
+    commands = dict_.add_subparsers(dest="command", required=True, metavar="COMMAND")
+    encodings = ("utf8", "ucs2le", "ucs2be")
+
+    compile_parser = commands.add_parser("compile", help="Write the archive image of a dictionary")
+    compile_parser.add_argument("input", metavar="IN", help="A text stream or an archive image")
+    compile_parser.add_argument("-o", "--output", required=True, help="The image to write")
+    compile_parser.add_argument("--swap", action="store_true",
+                                help="Write the image for a host of the other byte order")
+    compile_parser.add_argument("--encoding", choices=encodings,
+                                help="The text stream's encoding (else taken from its byte-order mark)")
+
+    convert = commands.add_parser("convert", help="Compile an archive image again")
+    convert.add_argument("input", metavar="IMAGE", help="An archive image")
+    convert.add_argument("output", metavar="OUT", help="The image to write")
+    convert.add_argument("--swap", action="store_true",
+                         help="Write the image for a host of the other byte order")
+
+    decompile_parser = commands.add_parser("decompile", help="Write a dictionary as a text stream")
+    decompile_parser.add_argument("input", metavar="IN", help="A text stream or an archive image")
+    decompile_parser.add_argument("-o", "--output", required=True,
+                                  help="The text stream to write ('-': stdout)")
+    decompile_parser.add_argument("--encoding", choices=encodings,
+                                  help="The encoding to write (default utf8)")
+
+    lookup_parser = commands.add_parser(
+        "lookup", help="Look words up through a manager",
+        epilog="The dictionaries are registered on a manager in the order given, so the first "
+        "that holds a word answers for it. The words follow '--', or are the lines of the "
+        "standard input. Exit status 1 when a word is not found.")
+    lookup_parser.add_argument("dict", metavar="DICT", nargs="+",
+                               help="Dictionaries, the first searched first")
+    lookup_parser.add_argument("--content", choices=("orthographic", "broad-narrows", "userwords"),
+                               help="Only entries of this kind")
+    lookup_parser.add_argument("--language", help="Only entries for this language")
+    lookup_parser.add_argument("--engine", help="Only entries for this engine")
+    lookup_parser.add_argument("--json", action="store_true", help="Write the answers as JSON")
+
+    info_parser = commands.add_parser("info", help="Name, description, counts and sections")
+    info_parser.add_argument("dict", metavar="DICT", help="A dictionary")
+    info_parser.add_argument("--json", action="store_true", help="Write the description as JSON")
+
+    list_parser = commands.add_parser("list", help="Every key with its entries")
+    list_parser.add_argument("dict", metavar="DICT", help="A dictionary")
+    list_parser.add_argument("--json", action="store_true", help="Write the keys as JSON")
+    return parser
+
+
+def main(argv: Optional[Sequence[str]] = None) -> int:
+    arguments = list(sys.argv[1:] if argv is None else argv)
+    words: Optional[list[str]] = None
+    if "--" in arguments:
+        at = arguments.index("--")
+        arguments, words = arguments[:at], arguments[at + 1:]
+    parser = _parser()
+    options = parser.parse_args(arguments)
+    if words is not None and options.command != "lookup":
+        parser.error("words after '--' are taken by 'dict lookup' only")
+    try:
+        if options.command == "compile":
+            return compile_(options, options.input, options.output)
+        if options.command == "convert":
+            options.encoding = None
+            return compile_(options, options.input, options.output)
+        if options.command == "decompile":
+            return decompile(options)
+        if options.command == "lookup":
+            return lookup(options, words)
+        if options.command == "info":
+            return info(options)
+        return list_(options)
+    except Failure as failure:
+        print(f"{PROGRAM}: {failure}", file=sys.stderr)
+        return 1
+    except SpeechCommonError as error:
+        print(f"{PROGRAM}: {error}", file=sys.stderr)
+        return 1
+    except BrokenPipeError:
+        # A reader that stopped early (| head) is no failure of ours; say nothing more.
+        os.dup2(os.open(os.devnull, os.O_WRONLY), sys.stdout.fileno())
+        return 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())
