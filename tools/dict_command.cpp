@@ -179,6 +179,7 @@ int Info(const DictOptions &options) {
 
 int List(const DictOptions &options) {
   const DictFile dictionary(options.input, Encoding::kDetect, false);
+  Doing("listing", dictionary.path());
   // Written key by key: a listing of a large dictionary is never held whole.
   JsonArrayWriter keys(stdout);
   if (options.json) fmt::print("{{\"file\": {}, \"keys\": ", Json(dictionary.path()).dump());

@@ -44,20 +44,30 @@ VQRESULT Walk(SafeHandle dictionary, Visit visit);
 
 template <class Visit>
 VQRESULT cli::Walk(SafeHandle dictionary, Visit visit) {
-  SafeHandle iterator;
-  VQRESULT result = edct_DctItOpen(g_vqNullHandle, dictionary, &iterator);
+  // Closed however the walk ends, an exception of `visit` included: an open iterator would keep
+  // the dictionary from closing.
+  struct Iterator {
+    SafeHandle handle{};
+    VQRESULT Close() {
+      const VQRESULT closed = handle.pointer ? edct_DctItClose(handle) : 0;
+      handle = SafeHandle{};
+      return closed;
+    }
+    ~Iterator() { Close(); }
+  } iterator;
+  VQRESULT result = edct_DctItOpen(g_vqNullHandle, dictionary, &iterator.handle);
   if (result) return result;
   uint32_t ended = 0;
-  while (!(result = edct_DctItHasEnded(iterator, &ended)) && !ended) {
+  while (!(result = edct_DctItHasEnded(iterator.handle, &ended)) && !ended) {
     const char16_t *key = nullptr;
     const EDCT_ENTRY *entries = nullptr;
     uint32_t count = 0, newSection = 0;
-    result = edct_DctItCurrent(iterator, &key, &entries, &count, &newSection);
+    result = edct_DctItCurrent(iterator.handle, &key, &entries, &count, &newSection);
     if (result) break;
     visit(Utf8(key), entries, count, newSection != 0);
-    result = edct_DctItIncrement(iterator);
+    result = edct_DctItIncrement(iterator.handle);
     if (result) break;
   }
-  const VQRESULT closed = edct_DctItClose(iterator);
+  const VQRESULT closed = iterator.Close();
   return result ? result : closed;
 }

@@ -16,37 +16,46 @@ namespace {
 
 constexpr uint32_t kImageFormat = 3;  // the first word of an archive image, in host order
 constexpr uint32_t kSwappedImageFormat = 0x03000000u;
+constexpr uint32_t kImageHeader = 24;  // its last word counts the sections
 
 // Stream bytes handed to the reader: an optional prefix, then the rest.
 struct ByteSource {
   std::string_view prefix;
   std::string_view bytes;
   size_t at = 0;
+  CallbackGuard guard;
 
   static uint32_t Read(void *user, void *buffer, uint32_t *count) {
     auto *self = static_cast<ByteSource *>(user);
-    auto *out = static_cast<char *>(buffer);
-    uint32_t given = 0;
-    while (given < *count && self->at < self->prefix.size())
-      out[given++] = self->prefix[self->at++];
-    if (self->at < self->prefix.size()) {
-      *count = given;
-      return 0;
-    }
-    const size_t from = self->at - self->prefix.size();
-    const size_t more = std::min<size_t>(*count - given, self->bytes.size() - from);
-    std::memcpy(out + given, self->bytes.data() + from, more);
-    self->at += more;
-    *count = given + static_cast<uint32_t>(more);
-    return 0;
+    return self->guard.Run(1, [&] {
+      auto *out = static_cast<char *>(buffer);
+      uint32_t given = 0;
+      while (given < *count && self->at < self->prefix.size())
+        out[given++] = self->prefix[self->at++];
+      if (self->at < self->prefix.size()) {
+        *count = given;
+        return 0u;
+      }
+      const size_t from = self->at - self->prefix.size();
+      const size_t more = std::min<size_t>(*count - given, self->bytes.size() - from);
+      std::memcpy(out + given, self->bytes.data() + from, more);
+      self->at += more;
+      *count = given + static_cast<uint32_t>(more);
+      return 0u;
+    });
   }
 };
 
+// The bytes the writer hands over; memory running out here ends the write with a failure.
 struct Collected {
   std::string bytes;
+  CallbackGuard guard;
   static uint32_t Write(void *user, const void *buffer, uint32_t count) {
-    static_cast<Collected *>(user)->bytes.append(static_cast<const char *>(buffer), count);
-    return 0;
+    auto *self = static_cast<Collected *>(user);
+    return self->guard.Run(1, [&] {
+      self->bytes.append(static_cast<const char *>(buffer), count);
+      return 0u;
+    });
   }
 };
 
@@ -105,8 +114,11 @@ StreamFormat DetectFormat(std::string_view bytes, Encoding encoding) {
 
 VQRESULT ReadStream(SafeHandle dictionary, const StreamFormat &stream,
                     EDCT_STREAM_DIAGNOSTIC *diagnostic) {
-  ByteSource source{stream.prefix, stream.bytes};
-  return edct_DctReadStreamEx(dictionary, ByteSource::Read, stream.format, &source, diagnostic);
+  ByteSource source{stream.prefix, stream.bytes, 0, {}};
+  const VQRESULT read =
+      edct_DctReadStreamEx(dictionary, ByteSource::Read, stream.format, &source, diagnostic);
+  source.guard.Rethrow();
+  return read;
 }
 
 std::string Explained(const EDCT_STREAM_DIAGNOSTIC &diagnostic) {
@@ -129,6 +141,7 @@ std::unique_ptr<DictHandle> DictHandle::Writable() {
 }
 
 DictFile::DictFile(const std::string &path, Encoding encoding, bool writable) : file_(path) {
+  Doing("reading", path);
   if (file_.Word(0) == kImageFormat) {
     // The view reads nothing beyond the size the image records, which must be in the file.
     const uint32_t recorded = file_.Word(4);
@@ -159,11 +172,18 @@ DictFile::DictFile(const std::string &path, Encoding encoding, bool writable) : 
 }
 
 std::string ArchiveImage(SafeHandle dictionary, bool swap, const std::string &path) {
+  Doing("writing the archive image of", path);
   uint32_t size = 0;
   VQRESULT result = edct_DctArchive(dictionary, nullptr, &size, swap);
   std::vector<uint32_t> image(size / 4 + 1);
   if (!result) result = edct_DctArchive(dictionary, image.data(), &size, swap);
   if (result) throw Failure(path + ": cannot write the archive image: " + Describe(result));
+  // The count of sections is the header's last word; 0 reads the same in either byte order.
+  if (size < kImageHeader || image[kImageHeader / 4 - 1] == 0)
+    throw Failure(path +
+                  ": no entries (no [SubHeader] with [Data] lines): an archive image without "
+                  "sections cannot be opened in place (" +
+                  Describe(EDCT_E_CORRUPT) + ")");
   return std::string(reinterpret_cast<const char *>(image.data()), size);
 }
 
@@ -173,14 +193,16 @@ std::string TextStream(SafeHandle dictionary, Encoding encoding, const std::stri
   const uint32_t wanted = encoding == Encoding::kUcs2le   ? EDCT_FORMAT_UCS2LE
                           : encoding == Encoding::kUcs2be ? EDCT_FORMAT_UCS2BE
                                                           : EDCT_FORMAT_UTF8;
+  Doing("writing the text stream of", path);
   Collected out;
   const VQRESULT result =
       edct_DctWriteStream(dictionary, Collected::Write, sixteen ? HostOrderFormat() : wanted, &out);
+  out.guard.Rethrow();
   if (result) throw Failure(path + ": cannot write the text stream: " + Describe(result));
   if (sixteen && wanted != HostOrderFormat())
     for (size_t i = 0; i + 1 < out.bytes.size(); i += 2)
       std::swap(out.bytes[i], out.bytes[i + 1]);
-  return out.bytes;
+  return std::move(out.bytes);
 }
 
 std::string Counts(SafeHandle dictionary) {
