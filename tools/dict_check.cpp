@@ -7,6 +7,8 @@
 
 #include <algorithm>
 #include <map>
+#include <memory>
+#include <optional>
 #include <set>
 #include <string_view>
 
@@ -375,39 +377,186 @@ void CheckText(const InputFile &file, Encoding encoding, std::vector<Finding> &f
   LineCheck(Text(stream, findings), findings).Run();
 }
 
+// Why a value written as it stands would not read back: the reader takes what follows for an
+// empty value, ends a value at a line feed, drops carriage returns and trims blanks and tabs
+// from its ends. Null when it reads back.
+const char *Unwritable(std::string_view text) {
+  if (text.empty()) return "is empty: what follows is read in its place";
+  if (text.find_first_of("\r\n") != std::string_view::npos) return "holds a line end";
+  if (Blank(text.front()) || Blank(text.back())) return "has blanks at its ends, which are trimmed";
+  return nullptr;
+}
+
+bool Paired(const EDCT_ENTRY &entry) {
+  switch (entry.Content) {
+    case EDCT_CONTENT_BROAD_NARROWS:
+      return entry.Representation == EDCT_REPR_SZZ_STRING;
+    case EDCT_CONTENT_USERWORDS:
+      return entry.Representation == EDCT_REPR_BINARY;
+    case EDCT_CONTENT_ORTHOGRAPHIC:
+      return entry.Representation == EDCT_REPR_SZ_STRING ||
+             entry.Representation == EDCT_REPR_WSZ_STRING;
+    default:
+      return false;
+  }
+}
+
+// The bytes of an orthographic entry as the reader gives them back: its text and terminator.
+uint32_t ReadBackSize(const EDCT_ENTRY &entry) {
+  if (entry.Representation == EDCT_REPR_SZ_STRING)
+    return static_cast<uint32_t>(strnlen(static_cast<const char *>(entry.Data), entry.DataSize)) +
+           1;
+  const auto *bytes = static_cast<const unsigned char *>(entry.Data);
+  uint32_t units = 0;
+  while (2 * units + 1 < entry.DataSize && (bytes[2 * units] || bytes[2 * units + 1]))
+    ++units;
+  return 2 * (units + 1);
+}
+
+// The losses of a dictionary walked key by key in iterator order.
+class TextFormCheck {
+ public:
+  explicit TextFormCheck(const std::function<void(std::string)> &lost) : lost_(lost) {}
+
+  void Header(const EDCT_INFO &info) {
+    for (const auto &[name, value] :
+         {std::pair{"Name", info.Name}, {"Description", info.Description}})
+      if (value)
+        if (const char *why = Unwritable(Utf8(value)))
+          lost_(fmt::format("the {} {} {}", name, Quoted(Utf8(value)), why));
+  }
+
+  void Entry(const std::string &key, const EDCT_ENTRY &entry, bool sectionStarts) {
+    const auto lose = [&](const std::string &what) {
+      lost_(fmt::format("key {}: {}", Quoted(key), what));
+    };
+    if (sectionStarts) Section(entry, lose);
+    if (const char *why = Unwritable(key))
+      lose(fmt::format("the key {}", why));
+    else if (key.find('\t') != std::string::npos && key.find(' ') == std::string::npos)
+      lose("a key with a tab and no blank is written without quotes, and the tab ends it");
+    else if (key == "[SubHeader]")
+      lose("the key [SubHeader] is written without quotes, and then ends its section");
+    if (!Paired(entry)) return;  // said where the section begins
+    if (entry.Content == EDCT_CONTENT_BROAD_NARROWS) {
+      List(entry, lose);
+    } else if (entry.Content == EDCT_CONTENT_ORTHOGRAPHIC) {
+      const std::string text = OrthographicText(entry);
+      if (const char *why = Unwritable(text))
+        lose(fmt::format("the data {} {}", Quoted(text), why));
+      else if (entry.DataSize != ReadBackSize(entry))
+        lose(
+            "the data is not one string with its terminator: the text form carries it up to "
+            "its first NUL");
+    } else if (entry.DataSize == 0) {
+      lose(fmt::format("the data {}", Unwritable("")));
+    }
+  }
+
+ private:
+  // What the entries of a section share, written once in its [SubHeader].
+  template <class Lose>
+  void Section(const EDCT_ENTRY &entry, Lose lose) {
+    if (!Paired(entry))
+      lose(fmt::format("a section of {} entries in representation {} has no text form",
+                       ContentName(entry.Content), RepresentationName(entry.Representation)));
+    if (entry.POS != 0xFFFFFFFFu)
+      lose(
+          fmt::format("POS {} is not written: the section's entries read back without one, in "
+                      "another section",
+                      entry.POS));
+    const auto text = [](const char *value) {
+      return value ? std::optional<std::string>(value) : std::nullopt;
+    };
+    Attribute("Language", text(entry.Language), language_, lose);
+    Attribute("Engine", text(entry.Engine), engine_, lose);
+    std::optional<std::string> model;
+    if (entry.Model) {
+      model = ModelText(entry.Model);
+      // The reader makes the block of the text, a NUL and blanks.
+      const std::string_view block(entry.Model, 128);
+      if (model->size() < block.size() &&
+          block.find_first_not_of(' ', model->size() + 1) != std::string_view::npos)
+        lose(
+            "the Model block holds more than its text: the text form gives back the text, a "
+            "NUL and blanks");
+    }
+    Attribute("Model", model, model_, lose);
+  }
+
+  // An attribute is written when present; a section that lacks it keeps the value of an
+  // earlier one.
+  template <class Lose>
+  static void Attribute(const char *name, const std::optional<std::string> &value, bool &earlier,
+                        Lose lose) {
+    if (value) {
+      if (const char *why = Unwritable(*value))
+        lose(fmt::format("the {} {} {}", name, Quoted(*value), why));
+    } else if (earlier) {
+      lose(fmt::format(
+          "the section has no {}, but an earlier one has: it reads back with that one's", name));
+    }
+    earlier = earlier || value;
+  }
+
+  // A list goes out as //piece//piece up to its first empty piece; the reader trims the line and
+  // cuts it at every "//".
+  template <class Lose>
+  static void List(const EDCT_ENTRY &entry, Lose lose) {
+    const std::vector<std::string> pieces = BroadNarrows(entry);
+    if (pieces.empty())
+      return lose(fmt::format("the list is empty or begins with an empty piece: its data {}",
+                              Unwritable("")));
+    size_t size = 1;
+    std::string line;
+    for (const std::string &piece : pieces) {
+      size += piece.size() + 1;
+      line += "//" + piece;
+    }
+    if (size < entry.DataSize)
+      lose(fmt::format("an empty piece in the list: the text form ends it there, at {}", line));
+    else if (size > entry.DataSize)
+      lose("the list lacks its closing NUL");
+    if (line.find_first_of("\r\n") != std::string::npos)
+      return lose("a piece of the list holds a line end");
+    std::string_view read(line);
+    while (Blank(read.back()))
+      read.remove_suffix(1);
+    std::vector<std::string> back;
+    for (size_t at = 2;;) {
+      const size_t next = read.find("//", at);
+      back.emplace_back(read.substr(at, next - at));
+      if (next == std::string_view::npos) break;
+      at = next + 2;
+    }
+    if (back != pieces) lose(fmt::format("the list {} reads back as other pieces", line));
+  }
+
+  const std::function<void(std::string)> &lost_;
+  bool language_ = false, model_ = false, engine_ = false;  // set by an earlier section
+};
+
 }  // namespace
 
-std::vector<std::string> TextFormLosses(const std::string &key, const EDCT_ENTRY &entry) {
-  std::vector<std::string> losses;
-  const auto bad = [](std::string_view text) {
-    return text.find_first_of("\r\n") != std::string_view::npos ||
-           (!text.empty() && (Blank(text.front()) || Blank(text.back())));
-  };
-  if (key.empty()) losses.push_back("an empty key has no text form");
-  if (bad(key)) losses.push_back("a line end, or blanks at its ends, do not survive the text form");
-  if (key.find('\t') != std::string::npos && key.find(' ') == std::string::npos)
-    losses.push_back("a tab without a blank: written unquoted, the key does not read back");
-  if (key == "[SubHeader]")
-    losses.push_back("written without quotes, the key [SubHeader] ends its section");
-  if (entry.Content == EDCT_CONTENT_BROAD_NARROWS) {
-    const std::vector<std::string> pieces = BroadNarrows(entry);
-    size_t listed = 1;
-    for (const std::string &piece : pieces)
-      listed += piece.size() + 1;
-    if (pieces.empty() || listed < entry.DataSize)
-      losses.push_back("an empty piece in a broad-narrows list: the text form ends the list there");
-    for (const std::string &piece : pieces)
-      if (piece.find("//") != std::string::npos || bad(piece))
-        losses.push_back(fmt::format("the piece {} does not survive the text form", Quoted(piece)));
-  } else if (entry.Content == EDCT_CONTENT_ORTHOGRAPHIC) {
-    const std::string data = DataText(entry);
-    if (data.size() <= 2 || bad(data.substr(1, data.size() - 2)))
-      losses.push_back(
-          "empty data, a line end, or blanks at its ends, do not survive the text form");
-  } else if (entry.DataSize == 0) {
-    losses.push_back("empty user-words data does not survive the text form");
-  }
-  return losses;
+VQRESULT TextFormLosses(SafeHandle dictionary, const std::function<void(std::string)> &lost) {
+  TextFormCheck check(lost);
+  struct Info {  // given back however the check ends
+    SafeHandle dictionary;
+    EDCT_INFO info{};
+    bool held = false;
+    ~Info() {
+      if (held) edct_DctFreeInfo(dictionary, &info);
+    }
+  } info{dictionary};
+  const VQRESULT got = edct_DctGetInfo(dictionary, &info.info);
+  if (got) return got;
+  info.held = true;
+  check.Header(info.info);
+  return Walk(dictionary, [&](const std::string &key, const EDCT_ENTRY *entries, uint32_t count,
+                              bool sectionStarts) {
+    for (uint32_t i = 0; i < count; ++i)
+      check.Entry(key, entries[i], sectionStarts && i == 0);
+  });
 }
 
 namespace {
@@ -428,13 +577,9 @@ void CheckImage(const InputFile &file, std::vector<Finding> &findings) {
     findings.push_back({0, 0, true, "the archive image is refused: " + Describe(opened)});
     return;
   }
-  const VQRESULT walked =
-      Walk(dictionary.get(),
-           [&](const std::string &key, const EDCT_ENTRY *entries, uint32_t count, bool) {
-             for (uint32_t i = 0; i < count; ++i)
-               for (const std::string &loss : TextFormLosses(key, entries[i]))
-                 findings.push_back({0, 0, false, fmt::format("key {}: {}", Quoted(key), loss)});
-           });
+  const VQRESULT walked = TextFormLosses(dictionary.get(), [&](std::string loss) {
+    findings.push_back({0, 0, false, std::move(loss)});
+  });
   if (walked) findings.push_back({0, 0, true, "cannot walk the image: " + Describe(walked)});
 }
 

@@ -48,6 +48,25 @@ int Compile(const DictOptions &options, const std::string &in, const std::string
 int Decompile(const DictOptions &options) {
   const std::string &in = options.input;
   const DictFile dictionary(in, Encoding::kDetect, false);
+  // Text that would read back as another dictionary is not written at all.
+  Doing("checking", in);
+  std::string first;
+  size_t more = 0;
+  const VQRESULT checked = TextFormLosses(dictionary.handle(), [&](std::string loss) {
+    if (first.empty())
+      first = std::move(loss);
+    else
+      ++more;
+  });
+  if (checked) throw Failure(in + ": cannot walk it: " + Describe(checked));
+  if (!first.empty())
+    throw Failure(fmt::format(
+        "{}: {}; the text stream would not read back as this dictionary, so none is written{}", in,
+        first,
+        !more ? ""
+        : dictionary.image() && in != "-"
+            ? fmt::format(" ({} more: 'speechcommon dict check {}' lists them)", more, in)
+            : fmt::format(" ({} more)", more)));
   const std::string text = TextStream(dictionary.handle(), ParseEncoding(options.encoding), in);
   WriteOutput(options.output, text);
   if (options.output != "-")

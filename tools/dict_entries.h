@@ -26,6 +26,8 @@ std::string AttributesText(const EDCT_ENTRY &entry);
 // "orthographic (sz) language=en": what the entries of one section share.
 std::string SectionText(const EDCT_ENTRY &entry);
 
+// The text of an orthographic entry (8-bit or 16-bit), up to its terminator.
+std::string OrthographicText(const EDCT_ENTRY &entry);
 // The pieces of a broad-narrows list, up to its closing NUL.
 std::vector<std::string> BroadNarrows(const EDCT_ENTRY &entry);
 
