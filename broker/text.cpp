@@ -2,40 +2,9 @@
 
 #include <cstring>
 
-#include "platform/text.h"
 #include "sc_heap.h"
 
 namespace sc::brk {
-
-char16_t *WideFromBytes(HeapInstance heap, const char *bytes) {
-  if (!bytes) return nullptr;
-  const std::string_view view(bytes);
-  const size_t units = plat::BytesToUtf16(view, nullptr);
-  auto *wide = static_cast<char16_t *>(heap_Alloc(heap, (units + 1) * sizeof(char16_t)));
-  if (!wide) return nullptr;
-  plat::BytesToUtf16(view, wide);
-  wide[units] = 0;
-  return wide;
-}
-
-char *BytesFromWide(HeapInstance heap, std::u16string_view text) {
-  const size_t bytes = plat::Utf16ToBytes(text, nullptr, plat::Unpaired::kStrict);
-  if (bytes == plat::kNoByteForm) return nullptr;
-  auto *narrow = static_cast<char *>(heap_Alloc(heap, bytes + 1));
-  if (!narrow) return nullptr;
-  plat::Utf16ToBytes(text, narrow, plat::Unpaired::kStrict);
-  narrow[bytes] = 0;
-  return narrow;
-}
-
-char16_t *CopyText(HeapInstance heap, std::u16string_view text) {
-  auto *copy = static_cast<char16_t *>(heap_Alloc(heap, (text.size() + 1) * sizeof(char16_t)));
-  if (!copy) return nullptr;
-  std::memcpy(copy, text.data(), text.size() * sizeof(char16_t));
-  copy[text.size()] = 0;
-  return copy;
-}
-
 namespace {
 
 template <class Char>

@@ -6,27 +6,38 @@
 #include <cstdint>
 #include <string_view>
 
+#include "platform/text.h"
 #include "sc_common.h"
 #include "sc_hdrpars.h"
+#include "sc_heap.h"
 
 namespace sc::brk {
 
-// A null string reads as empty.
-inline std::u16string_view View(const char16_t *text) {
-  return text ? std::u16string_view(text) : std::u16string_view();
-}
+using plat::View;
+
+// The class heap as the allocator of a copy.
+struct HeapAllocator {
+  HeapInstance heap;
+  void *operator()(size_t bytes) const { return heap_Alloc(heap, bytes); }
+};
 
 // The 16-bit form of an 8-bit string, from the heap; null for a null input or when out of
 // memory.
-char16_t *WideFromBytes(HeapInstance heap, const char *bytes);
+inline char16_t *WideFromBytes(HeapInstance heap, const char *bytes) {
+  return bytes ? plat::WideFromBytes(bytes, HeapAllocator{heap}) : nullptr;
+}
 // The 8-bit form of a 16-bit string, from the heap; null for a null input, when out of memory,
 // or when the text has no 8-bit form.
-char *BytesFromWide(HeapInstance heap, std::u16string_view text);
+inline char *BytesFromWide(HeapInstance heap, std::u16string_view text) {
+  return plat::BytesFromWide(text, HeapAllocator{heap});
+}
 inline char *BytesFromWide(HeapInstance heap, const char16_t *text) {
   return text ? BytesFromWide(heap, View(text)) : nullptr;
 }
 // A NUL-terminated copy from the heap, or null when out of memory.
-char16_t *CopyText(HeapInstance heap, std::u16string_view text);
+inline char16_t *CopyText(HeapInstance heap, std::u16string_view text) {
+  return plat::CopyText(text, HeapAllocator{heap});
+}
 // "directory/name" from the heap, or null when out of memory.
 char *JoinPath(HeapInstance heap, std::string_view directory, std::string_view name);
 char16_t *JoinPath(HeapInstance heap, std::u16string_view directory, std::u16string_view name);

@@ -1,43 +1,16 @@
 #include "dataheader/wide_text.h"
 
-#include <cstring>
-
-#include "foundation/alloc.h"
-#include "platform/text.h"
 #include "sc_hdrpars.h"
 
 namespace sc::hdr {
 
-char16_t *CopyText(std::u16string_view text) {
-  auto *copy = static_cast<char16_t *>(RawAlloc((text.size() + 1) * sizeof(char16_t)));
-  if (!copy) return nullptr;
-  if (!text.empty()) std::memcpy(copy, text.data(), text.size() * sizeof(char16_t));
-  copy[text.size()] = 0;
-  return copy;
-}
-
-char16_t *WidePathFromBytes(const char *path) {
-  const std::string_view bytes(path);
-  const size_t units = plat::BytesToUtf16(bytes, nullptr);
-  auto *wide = static_cast<char16_t *>(RawAlloc((units + 1) * sizeof(char16_t)));
-  if (!wide) return nullptr;
-  plat::BytesToUtf16(bytes, wide);
-  wide[units] = 0;
-  return wide;
-}
-
 VQRESULT BytesPathFromWide(const char16_t *path, char **out) {
   *out = nullptr;
   if (!path) return HDRPARS_E_UNEXPECTED;
-  const std::u16string_view wide(path);
-  const size_t bytes = plat::Utf16ToBytes(wide, nullptr, plat::Unpaired::kStrict);
-  if (bytes == plat::kNoByteForm) return HDRPARS_E_UNEXPECTED;
-  auto *narrow = static_cast<char *>(RawAlloc(bytes + 1));
-  if (!narrow) return HDRPARS_E_OUT_OF_MEMORY;
-  plat::Utf16ToBytes(wide, narrow, plat::Unpaired::kStrict);
-  narrow[bytes] = 0;
-  *out = narrow;
-  return 0;
+  bool noByteForm = false;
+  *out = plat::BytesFromWide(path, RawAlloc, &noByteForm);
+  if (*out) return 0;
+  return noByteForm ? HDRPARS_E_UNEXPECTED : HDRPARS_E_OUT_OF_MEMORY;
 }
 
 int32_t ParseDecimal(const char16_t *text) {

@@ -5,20 +5,23 @@
 #include <cstdint>
 #include <string_view>
 
+#include "foundation/alloc.h"
+#include "platform/text.h"
 #include "sc_common.h"
 
 namespace sc::hdr {
 
-// A null string reads as empty.
-inline std::u16string_view View(const char16_t *text) {
-  return text ? std::u16string_view(text) : std::u16string_view();
-}
+using plat::View;
 
 // A NUL-terminated copy, or null when out of memory.
-char16_t *CopyText(std::u16string_view text);
+inline char16_t *CopyText(std::u16string_view text) {
+  return plat::CopyText(text, RawAlloc);
+}
 
 // The 16-bit form of an 8-bit path, or null when out of memory.
-char16_t *WidePathFromBytes(const char *path);
+inline char16_t *WidePathFromBytes(const char *path) {
+  return plat::WideFromBytes(path, RawAlloc);
+}
 // The 8-bit form of a stored path: 0, the out-of-memory code, or the bad-state code for a null
 // path or one that no byte string converts to.
 VQRESULT BytesPathFromWide(const char16_t *path, char **out);

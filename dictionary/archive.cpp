@@ -7,8 +7,9 @@
 #include <cstring>
 #include <string>
 
-#include "dictionary/utf8.h"
+#include "dictionary/store_cursor.h"
 #include "foundation/result.h"
+#include "platform/text.h"
 #include "sc_edct.h"
 #include "sc_heap.h"
 #include "sc_srvspi.h"
@@ -84,7 +85,7 @@ KeySizes MeasureKeys(const EntryStore &store) {
     StoreCursorCurrent(&cursor, &record);
     ++sizes.keys;
     sizes.utf16 += (std::char_traits<char16_t>::length(record.key) + 1) * 2;
-    sizes.utf8 += WcsUTF8Size(record.key);
+    sizes.utf8 += plat::WcsUTF8Size(record.key);
     const bool list = record.more;
     for (;;) {
       ++sizes.entries;
@@ -127,7 +128,7 @@ VQRESULT WriteKeysAndData(Writer &out, const SubDictionary &sub, const SectionPi
     out.Put(pieces.keyTable, key * 4, keyAt);
     unsigned char *keyOut = pieces.keyBlock + keyAt;
     if (pieces.utf8) {
-      keyAt += WcsToUTF8(record.key, reinterpret_cast<char *>(keyOut));
+      keyAt += plat::WcsToUTF8(record.key, reinterpret_cast<char *>(keyOut));
     } else {
       const auto bytes =
           static_cast<uint32_t>((std::char_traits<char16_t>::length(record.key) + 1) * 2);
@@ -324,7 +325,7 @@ VQRESULT LoadKey(Resource *resource, const image::SectionHeader &header,
   char16_t *out = *buffer;
   const unsigned char *at = block + begin, *stop = block + end;
   if (header.keyEncoding == image::kKeysUtf8) {
-    while (DecodeUTF8Unit(at, stop, out))
+    while (plat::DecodeUTF8Unit(at, stop, out))
       ++out;
   } else {
     for (; at + 2 <= stop && image::Load<char16_t>(at); at += 2)

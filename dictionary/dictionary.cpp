@@ -8,6 +8,7 @@
 
 #include "dictionary/archive.h"
 #include "dictionary/image_view.h"
+#include "dictionary/key_tree.h"
 #include "foundation/heap_ptr.h"
 #include "foundation/live_set.h"
 #include "foundation/quarantine.h"

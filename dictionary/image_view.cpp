@@ -3,7 +3,7 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "dictionary/utf8.h"
+#include "platform/text.h"
 #include "sc_edct.h"
 #include "sc_heap.h"
 
@@ -84,7 +84,7 @@ VQRESULT LocateSection(const Bounds &bounds, uint64_t at, ImageSubDictionary *se
 int CompareKey(const ImageSubDictionary &section, uint32_t index, const char16_t *key) {
   const ImageKey stored = ImageKeyAt(section, index);
   if (section.header.keyEncoding == image::kKeysUtf8)
-    return CompareWcsUTF8(key, stored.begin, stored.end);
+    return plat::CompareWcsUTF8(key, stored.begin, stored.end);
   for (const unsigned char *at = stored.begin;; at += 2, ++key) {
     const char16_t unit = at + 2 <= stored.end ? Load<char16_t>(at) : 0;
     if (*key != unit) return *key < unit ? -1 : 1;

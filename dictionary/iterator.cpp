@@ -6,11 +6,12 @@
 
 #include "dictionary/dictionary.h"
 #include "dictionary/image_view.h"
-#include "dictionary/utf8.h"
+#include "dictionary/store_cursor.h"
 #include "foundation/heap_ptr.h"
 #include "foundation/live_set.h"
 #include "foundation/quarantine.h"
 #include "foundation/resource.h"
+#include "platform/text.h"
 #include "sc_edct.h"
 #include "sc_heap.h"
 #include "sc_safeh.h"
@@ -138,7 +139,7 @@ VQRESULT ImageKeyOut(DictionaryIterator *iterator) {
   char16_t *out = copy;
   const unsigned char *at = stored.begin;
   if (section.header.keyEncoding == image::kKeysUtf8) {
-    while (DecodeUTF8Unit(at, stored.end, out))
+    while (plat::DecodeUTF8Unit(at, stored.end, out))
       ++out;
   } else {
     for (; at + 2 <= stored.end && image::Load<char16_t>(at); at += 2)

@@ -3,8 +3,8 @@
 // stream and the same bytes given here are the same key.
 #include <cstring>
 
-#include "dictionary/utf8.h"
 #include "foundation/resource.h"
+#include "platform/text.h"
 #include "sc_edct.h"
 #include "sc_heap.h"
 
@@ -16,11 +16,11 @@ SC_API VQRESULT edct_KeyFromUTF8(const char *text, char16_t **key) {
   if (!text) return EDCT_E_NULL_POINTER;
   // The conversion counts in 32 bits; a unit never takes less than a byte.
   if (std::strlen(text) >= UINT32_MAX) return EDCT_E_OUT_OF_RANGE;
-  const uint32_t units = sc::edct::UTF8WcsSize(text);
+  const uint32_t units = sc::plat::UTF8WcsSize(text);
   auto *converted = static_cast<char16_t *>(
       heap_Alloc(sc::DefaultResource()->heap, size_t{units} * sizeof(char16_t)));
   if (!converted) return EDCT_E_OUT_OF_MEMORY;
-  sc::edct::UTF8ToWcs(text, converted);
+  sc::plat::UTF8ToWcs(text, converted);
   *key = converted;
   return 0;
 }

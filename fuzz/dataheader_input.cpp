@@ -8,10 +8,13 @@
 
 #include "dataheader/wide_text.h"
 #include "foundation/alloc.h"
+#include "platform/text.h"
 #include "sc_hdrpars.h"
 
 namespace sc::fuzz {
 namespace {
+
+using plat::View;
 
 std::string TempPath(const char *suffix) {
   static const std::string stem = [] {
@@ -39,10 +42,6 @@ std::string ReadBytes(const std::string &path) {
     std::fclose(file);
   }
   return bytes;
-}
-
-std::u16string_view View(const char16_t *text) {
-  return text ? std::u16string_view(text) : std::u16string_view();
 }
 
 std::u16string_view Trim(std::u16string_view text) {

@@ -6,6 +6,8 @@ namespace {
 constexpr char16_t kEscapeBase = 0xDC00;
 constexpr char32_t kReplacement = 0xFFFD;
 
+// ---- System text ------------------------------------------------------------------------
+
 bool IsContinuation(unsigned char byte) {
   return (byte & 0xC0) == 0x80;
 }
@@ -73,6 +75,12 @@ size_t EncodeOne(char32_t point, char *out) {
   return length;
 }
 
+// ---- Dictionary text --------------------------------------------------------------------
+
+uint32_t EncodedLength(char16_t unit) {
+  return unit < 0x80 ? 1 : unit < 0x800 ? 2 : 3;
+}
+
 }  // namespace
 
 size_t BytesToUtf16(std::string_view bytes, char16_t *out) {
@@ -123,6 +131,60 @@ size_t Utf16ToBytes(std::u16string_view text, char *out, Unpaired unpaired) {
     }
   }
   return bytes;
+}
+
+uint32_t WcsToUTF8(const char16_t *source, char *destination) {
+  auto *out = reinterpret_cast<unsigned char *>(destination);
+  for (; *source; ++source) {
+    const unsigned u = *source;
+    if (u < 0x80) {
+      *out++ = static_cast<unsigned char>(u);
+    } else if (u < 0x800) {
+      *out++ = static_cast<unsigned char>(0xC0 | (u >> 6));
+      *out++ = static_cast<unsigned char>(0x80 | (u & 0x3F));
+    } else {
+      *out++ = static_cast<unsigned char>(0xE0 | (u >> 12));
+      *out++ = static_cast<unsigned char>(0x80 | ((u >> 6) & 0x3F));
+      *out++ = static_cast<unsigned char>(0x80 | (u & 0x3F));
+    }
+  }
+  *out++ = 0;
+  return static_cast<uint32_t>(out - reinterpret_cast<unsigned char *>(destination));
+}
+
+uint32_t WcsUTF8Size(const char16_t *source) {
+  uint32_t size = 1;
+  for (; *source; ++source)
+    size += EncodedLength(*source);
+  return size;
+}
+
+uint32_t UTF8ToWcs(const char *source, char16_t *destination) {
+  const auto *cursor = reinterpret_cast<const unsigned char *>(source);
+  char16_t *out = destination;
+  char16_t unit;
+  while (DecodeUTF8Unit(cursor, nullptr, &unit))
+    *out++ = unit;
+  *out++ = 0;
+  return static_cast<uint32_t>(out - destination);
+}
+
+uint32_t UTF8WcsSize(const char *source) {
+  const auto *cursor = reinterpret_cast<const unsigned char *>(source);
+  uint32_t size = 1;
+  char16_t unit;
+  while (DecodeUTF8Unit(cursor, nullptr, &unit))
+    ++size;
+  return size;
+}
+
+int CompareWcsUTF8(const char16_t *key, const unsigned char *utf8, const unsigned char *end) {
+  for (;; ++key) {
+    char16_t unit = 0;
+    if (!DecodeUTF8Unit(utf8, end, &unit)) unit = 0;
+    if (*key != unit) return *key < unit ? -1 : 1;
+    if (unit == 0) return 0;
+  }
 }
 
 }  // namespace sc::plat

@@ -4,8 +4,8 @@
 #include <cstring>
 
 #include "dictionary/stream/stream_common.h"
-#include "dictionary/utf8.h"
 #include "foundation/result.h"
+#include "platform/text.h"
 #include "sc_edct.h"
 
 namespace sc::edct::stream {
@@ -301,7 +301,7 @@ VQRESULT ReadTrimmed(InputContext *context, uint32_t terminators, bool quoteMode
       if (utf8 &&
           !Reserve(context->resource, context->wide, context->wideCapacity, size_t{length} + 1))
         return EDCT_E_OUT_OF_MEMORY;
-      if (utf8) length = UTF8ToWcs(context->narrow, context->wide) - 1;
+      if (utf8) length = plat::UTF8ToWcs(context->narrow, context->wide) - 1;
       text = context->wide;
     } else {
       if (!utf8) {
@@ -310,7 +310,7 @@ VQRESULT ReadTrimmed(InputContext *context, uint32_t terminators, bool quoteMode
         if (!Reserve(context->resource, context->narrow, context->narrowCapacity,
                      size_t{3} * wide.size() + 1))
           return EDCT_E_OUT_OF_MEMORY;
-        length = WcsToUTF8(wide.data(), context->narrow) - 1;
+        length = plat::WcsToUTF8(wide.data(), context->narrow) - 1;
       }
       text = context->narrow;
     }

@@ -6,8 +6,8 @@
 #include "dictionary/dictionary.h"
 #include "dictionary/stream/stream_common.h"
 #include "dictionary/stream/stream_input.h"
-#include "dictionary/utf8.h"
 #include "foundation/result.h"
+#include "platform/text.h"
 #include "sc_edct.h"
 #include "sc_heap.h"
 #include "sc_osspi.h"
@@ -115,16 +115,10 @@ VQRESULT HandleDescription(Reader &reader, std::u16string_view value) {
   return KeepFirst(reader, reader.header.Description, value);
 }
 
-// The UTF-8 form of a value in a heap block of at least `size` bytes; null when memory runs
-// out.
-char *Narrow(Reader &reader, std::u16string_view value, uint32_t size) {
-  auto *text = static_cast<char *>(heap_Alloc(reader.resource->heap, size));
-  if (text) WcsToUTF8(value.data(), text);
-  return text;
-}
-
 VQRESULT ReplaceAttribute(Reader &reader, const char *&attribute, std::u16string_view value) {
-  char *text = Narrow(reader, value, WcsUTF8Size(value.data()));
+  const HeapInstance heap = reader.resource->heap;
+  char *text =
+      plat::UTF8FromWcs(value.data(), [heap](size_t bytes) { return heap_Alloc(heap, bytes); });
   if (!text) return EDCT_E_OUT_OF_MEMORY;
   FreeAttribute(reader, attribute);
   attribute = text;
@@ -141,11 +135,11 @@ VQRESULT HandleEngine(Reader &reader, std::u16string_view value) {
 
 // The text over a block of spaces, so that the whole 128 bytes compare alike for equal texts.
 VQRESULT HandleModel(Reader &reader, std::u16string_view value) {
-  if (WcsUTF8Size(value.data()) > kModelBlock) return EDCT_E_OUT_OF_MEMORY;
+  if (plat::WcsUTF8Size(value.data()) > kModelBlock) return EDCT_E_OUT_OF_MEMORY;
   auto *block = static_cast<char *>(heap_Alloc(reader.resource->heap, kModelBlock));
   if (!block) return EDCT_E_OUT_OF_MEMORY;
   std::memset(block, ' ', kModelBlock);
-  WcsToUTF8(value.data(), block);
+  plat::WcsToUTF8(value.data(), block);
   FreeAttribute(reader, reader.record.Model);
   reader.record.Model = block;
   return 0;

@@ -7,7 +7,7 @@
 #include "dictionary/dictionary.h"
 #include "dictionary/stream/stream_common.h"
 #include "dictionary/stream/stream_input.h"
-#include "dictionary/utf8.h"
+#include "platform/text.h"
 #include "sc_edct.h"
 #include "sc_heap.h"
 
@@ -144,7 +144,7 @@ VQRESULT WritesItem(Writer &writer, std::string_view text) {
   const auto *end = cursor + text.size();
   uint32_t units = 0;
   char16_t unit;
-  while (DecodeUTF8Unit(cursor, end, &unit))
+  while (plat::DecodeUTF8Unit(cursor, end, &unit))
     out.wide[units++] = unit;
   return WriteItemToUC(writer, {out.wide, units});
 }
@@ -156,7 +156,7 @@ VQRESULT WritewItem(Writer &writer, std::u16string_view text) {
   if (out.format != EDCT_FORMAT_UTF8) return WriteItemToUC(writer, text);
   if (!Reserve(out.resource, out.utf8, out.utf8Capacity, 3 * text.size() + 1))
     return EDCT_E_OUT_OF_MEMORY;
-  const uint32_t bytes = WcsToUTF8(text.data(), out.utf8) - 1;
+  const uint32_t bytes = plat::WcsToUTF8(text.data(), out.utf8) - 1;
   return WriteItemToUTF8(writer, {out.utf8, bytes});
 }
 

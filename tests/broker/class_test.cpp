@@ -1,7 +1,6 @@
 // Opening and closing classes and objects, the counts that refuse a close while something
 // opened through it is in use, what is installed (lists by type, broker strings by name), data
-// blocks opened through shared, counted handles and mapped in ranges, header values, and the
-// texts of the broker's codes.
+// blocks opened through shared, counted handles and mapped in ranges, and header values.
 #include <gtest/gtest.h>
 
 #include "fixtures.h"
@@ -218,22 +217,6 @@ TEST_F(BrokerData, RefusedOpensSharedBlocksAndTags) {
   EXPECT_EQ(brk_ObjClose(onOther), 0u);
   EXPECT_EQ(brk_ClassClose(cls), BRK_E_STILL_IN_USE);
   EXPECT_EQ(brk_DataClose(cls.Open(), data), 0u);
-}
-
-TEST(BrokerErrors, TextsOfTheBrokersCodes) {
-  const std::pair<VQRESULT, const char *> texts[] = {
-      {BRK_E_STILL_IN_USE, "SOME MODULES (DATA OR INTERFACES) WERE NOT RELEASED YET"},
-      {BRK_E_MODULE_NOT_FOUND, "SPECIFIED MODULE COULD NOT BE FOUND"},
-      {0x8015010C, "Unknown module"},
-      {HDRPARS_E_WRONG_FORMAT, hdrpars_ErrorGetString(HDRPARS_E_WRONG_FORMAT)},
-      {BRK_E_OUT_OF_MEMORY, vq_ErrorGetString(BRK_E_OUT_OF_MEMORY)},
-      {RSRC_E_INVALID_RESOURCE, "Unknown module"}};
-  for (const auto &[code, text] : texts)
-    EXPECT_STREQ(brk_ErrorGetString(code), text) << std::hex << code;
-  EXPECT_STREQ(brk_ErrorGetSubModuleName(BRK_E_BROKER_STRING_NOT_FOUND), "Broker submodule");
-  EXPECT_STREQ(brk_ErrorGetSubModuleName(0x80150204), "Unknown submodule");
-  EXPECT_STREQ(brk_ErrorGetSubModuleName(HDRPARS_E_WRONG_FORMAT),
-               "Error originates in a sub module");
 }
 
 }  // namespace

@@ -40,8 +40,7 @@ inline std::u16string Code(std::u16string_view dll, std::u16string_view entry) {
 }
 
 // A temporary root directory, filled by the test.
-struct Root : hdrtest::TempDir {
-  std::string Path(const std::string &relative = "") const { return File(relative); }
+struct Root : sctest::TempDir {
   void Header(const std::string &relative, std::u16string_view body,
               std::string_view tail = "") const {
     Write(relative, hdrtest::HeaderFile(body, tail));
@@ -62,8 +61,8 @@ struct Root : hdrtest::TempDir {
   }
   // Copies a built component module into the tree.
   void Install(const char *module, const std::string &relative) const {
-    std::filesystem::create_directories(std::filesystem::path(File(relative)).parent_path());
-    std::filesystem::copy_file(module, File(relative),
+    std::filesystem::create_directories(std::filesystem::path(Path(relative)).parent_path());
+    std::filesystem::copy_file(module, Path(relative),
                                std::filesystem::copy_options::overwrite_existing);
   }
 };
@@ -144,26 +143,16 @@ inline std::vector<std::string> Listed(BrkObject *object, const char *type) {
   return strings;
 }
 
-// Runs `attempt` with the 1st, 2nd, ... allocation failing until it succeeds. Each failure
-// must give one of the `allowed` codes; `undo` (allocations working again) gives back what a
-// success left, after which no block may be left over.
+// The loop over failing allocations for broker operations: a refused attempt may give one of
+// the `allowed` codes or, having done with less (a scan cut short), succeed; `undo` gives back
+// what an attempt left.
 template <class Attempt, class Undo>
 void ForEachFailingAllocation(std::initializer_list<VQRESULT> allowed, Attempt attempt, Undo undo) {
-  for (uint64_t nth = 1; !::testing::Test::HasFailure(); ++nth) {
-    const int64_t before = sc::testing::LiveBlocks();
-    sc::testing::FailNthAllocation(nth);
-    const VQRESULT result = attempt();
-    const bool failed = sc::testing::AllocationFailed();
-    sc::testing::FailNthAllocation(0);
+  sctest::ForEachAllocationFailure(attempt, [&](VQRESULT result, bool failed) {
     undo(result);
-    EXPECT_EQ(sc::testing::LiveBlocks(), before) << "allocation " << nth;
-    if (!failed) {
-      EXPECT_EQ(result, 0u) << "allocation " << nth;
-      return;
-    }
-    EXPECT_TRUE(!result || std::find(allowed.begin(), allowed.end(), result) != allowed.end())
-        << "allocation " << nth << ": " << Error(result);
-  }
+    const bool expected = !result || (failed && std::count(allowed.begin(), allowed.end(), result));
+    EXPECT_TRUE(expected) << Error(result);
+  });
 }
 
 // The installation most tests use: an engine with code and an inline add-on; below it add-ons

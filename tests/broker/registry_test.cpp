@@ -95,6 +95,8 @@ TEST(BrokerResolve, DefaultFormChoosesByPriorityAndLanguage) {
   addon("shared/v/w/p7.hdr", u"voice/en/c", T(u"PRIORITY", u" +7x"));  // read as 7
   addon("shared/n/a.hdr", u"neg/a", T(u"PRIORITY", u"4000000000"));
   addon("shared/n/b.dat", u"neg/b", T(u"PRIORITY", u"-1"));
+  addon("shared/m/a.hdr", u"max/a", T(u"PRIORITY", u"9999999999999999999"));  // saturated
+  addon("shared/m/b.hdr", u"max/b", T(u"PRIORITY", u"2147483647"));
   addon("shared/c/a.hdr", u"A/anything", u"");
   addon("shared/c/b.hdr", u"b/a", u"");
   addon("shared/l/x.hdr", u"lang/x", T(u"LANGUAGE", u"de") + T(u"PRIORITY", u"9"));
@@ -109,6 +111,7 @@ TEST(BrokerResolve, DefaultFormChoosesByPriorityAndLanguage) {
   } cases[] = {
       {nullptr, nullptr, "voice/en/def", "voice/en/c"},  // the later of two 7s
       {nullptr, nullptr, "neg/def", "neg/b"},            // -1 ranks above every other priority
+      {nullptr, nullptr, "max/def", "max/b"},            // a tie, the later wins
       {nullptr, nullptr, "a/def", "A/anything"},
       {nullptr, nullptr, "lang/def", "lang/x"},
       {nullptr, "en", "lang/def", "lang/z"},

@@ -1,18 +1,15 @@
-// Helpers of the data header tests: files made byte by byte, temporary directories, tag trees
-// as short strings, and a system call table with chosen calls failing.
+// Helpers of the data header tests: files made byte by byte and read, tag trees as short
+// strings, and a system call table with chosen calls failing.
 #pragma once
 
 #include <gtest/gtest.h>
 
-#include <filesystem>
-#include <fstream>
-#include <iterator>
-#include <random>
 #include <string>
 
 #include "foundation/alloc.h"
 #include "platform/syscalls.h"
 #include "sc_hdrpars.h"
+#include "test_util.h"
 
 namespace hdrtest {
 
@@ -30,38 +27,12 @@ inline std::string HeaderFile(std::u16string_view body, std::string_view tail = 
          Le(u"</HEADER>") + std::string(tail);
 }
 
-class TempDir {
- public:
-  TempDir() { std::filesystem::create_directories(path_); }
-  ~TempDir() {
-    std::error_code ignored;
-    std::filesystem::remove_all(path_, ignored);
-  }
-  // The directory itself, or a path below it.
-  std::string File(const std::string &name = "") const {
-    return name.empty() ? path_.string() : (path_ / name).string();
-  }
-  // Writes the file, making the directories on its way.
-  std::string Write(const std::string &name, std::string_view bytes) const {
-    std::filesystem::create_directories((path_ / name).parent_path());
-    std::ofstream(File(name), std::ios::binary).write(bytes.data(), std::streamsize(bytes.size()));
-    return File(name);
-  }
-  // The bytes written as a file and read; null (and a test failure) when reading fails.
-  FileStructure *Read(std::string_view bytes, const std::string &name = "h") const {
-    FileStructure *structure = nullptr;
-    EXPECT_EQ(hdrpars_ReadFileHeader(Write(name, bytes).c_str(), &structure), 0u);
-    return structure;
-  }
-
- private:
-  std::filesystem::path path_ =
-      std::filesystem::temp_directory_path() / ("sc_hdr_" + std::to_string(std::random_device{}()));
-};
-
-inline std::string ReadBytes(const std::string &path) {
-  std::ifstream in(path, std::ios::binary);
-  return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+// The bytes written as a file in `dir` and read; null (and a test failure) when reading fails.
+inline FileStructure *ReadHeader(const sctest::TempDir &dir, std::string_view bytes,
+                                 const std::string &name = "h") {
+  FileStructure *structure = nullptr;
+  EXPECT_EQ(hdrpars_ReadFileHeader(dir.Write(name, bytes).c_str(), &structure), 0u);
+  return structure;
 }
 
 inline std::string Ascii(const char16_t *text) {

@@ -1,14 +1,10 @@
-// Reading the tagged text of files made byte by byte, the fuzz target's corpus (and every crash
-// it found) run as a test, and the 8-bit / 16-bit conversion of paths.
+// Reading the tagged text of files made byte by byte. (The fuzz target's corpus, with every
+// crash it found, runs as a test of its own.)
 #include <gtest/gtest.h>
 
-#include <filesystem>
-#include <random>
 #include <string>
 
 #include "fixtures.h"
-#include "fuzz/dataheader_input.h"
-#include "platform/text.h"
 #include "test_util.h"
 
 namespace {
@@ -38,7 +34,7 @@ class ReaderTest : public ::testing::Test {
     hdrpars_DeleteFileStructure(structure);
     return tree;
   }
-  TempDir dir_;
+  sctest::TempDir dir_;
 };
 
 TEST_F(ReaderTest, GrammarOfElementsAndChildren) {
@@ -102,8 +98,8 @@ TEST_F(ReaderTest, TruncatedFilesFailCleanlyAtEveryLength) {
 }
 
 TEST_F(ReaderTest, FindTagSearchesOneLevel) {
-  FileStructure *structure = dir_.Read(HeaderFile(u"<A>1</A><P> <X>1</X>\r\n</P><A>2</A>"));
-  EXPECT_EQ(Ascii(structure->path), dir_.File("h"));
+  FileStructure *structure = ReadHeader(dir_, HeaderFile(u"<A>1</A><P> <X>1</X>\r\n</P><A>2</A>"));
+  EXPECT_EQ(Ascii(structure->path), dir_.Path("h"));
   Tag *p = structure->tags->next;
   EXPECT_EQ(Ascii(p->value), "<X>1</X>");  // the inner text, children included
   const auto find = [](Tag *first, const char16_t *name) {
@@ -118,68 +114,9 @@ TEST_F(ReaderTest, FindTagSearchesOneLevel) {
   EXPECT_EQ(hdrpars_FindTag(structure->tags, u"A", nullptr), HDRPARS_E_INVALID_ARGUMENT);
   hdrpars_DeleteFileStructure(structure);
   // Failures outside the text.
-  EXPECT_EQ(hdrpars_ReadFileHeader(dir_.File("missing").c_str(), &structure), HDRPARS_E_FILE_OPEN);
+  EXPECT_EQ(hdrpars_ReadFileHeader(dir_.Path("missing").c_str(), &structure), HDRPARS_E_FILE_OPEN);
   EXPECT_EQ(hdrpars_ReadFileHeader(nullptr, &structure), HDRPARS_E_INVALID_ARGUMENT);
   EXPECT_EQ(hdrpars_ReadFileHeader("x", nullptr), HDRPARS_E_INVALID_ARGUMENT);
-}
-
-TEST(DataHeaderCorpus, EveryFileKeepsItsPromises) {
-  int files = 0;
-  for (const auto &entry : std::filesystem::directory_iterator(SC_FUZZ_CORPUS)) {
-    const std::string bytes = ReadBytes(entry.path().string());
-    std::string problem;
-    EXPECT_TRUE(sc::fuzz::CheckDataHeaderInput(reinterpret_cast<const uint8_t *>(bytes.data()),
-                                               bytes.size(), problem))
-        << entry.path() << ": " << problem;
-    ++files;
-  }
-  EXPECT_GE(files, 8);
-}
-
-std::u16string ToWide(std::string_view bytes) {
-  std::u16string wide(sc::plat::BytesToUtf16(bytes, nullptr), u'\0');
-  sc::plat::BytesToUtf16(bytes, wide.data());
-  return wide;
-}
-
-std::string ToBytes(std::u16string_view wide) {
-  const size_t length = sc::plat::Utf16ToBytes(wide, nullptr, sc::plat::Unpaired::kStrict);
-  if (length == sc::plat::kNoByteForm) return "<none>";
-  std::string bytes(length, '\0');
-  sc::plat::Utf16ToBytes(wide, bytes.data(), sc::plat::Unpaired::kStrict);
-  return bytes;
-}
-
-TEST(PathText, KnownFormsAndEveryByteStringBothWays) {
-  const std::pair<std::string, std::u16string> cases[] = {
-      {"dir/a.hdr", u"dir/a.hdr"},
-      {"\xC3\xA9\xE2\x82\xAC\xEF\xBF\xBF", u"\u00E9\u20AC\uFFFF"},
-      {"\xF0\x9F\x98\x80\xF4\x8F\xBF\xBF", u"\U0001F600\U0010FFFF"},
-      // Bytes that are not UTF-8: stray, overlong, an encoded surrogate, cut short, past
-      // U+10FFFF; a valid sequence right after a broken one still decodes.
-      {"a\x80\xFF", u"a\xDC80\xDCFF"},
-      {"\xC0\xAF\xED\xA0\x80", u"\xDCC0\xDCAF\xDCED\xDCA0\xDC80"},
-      {"\xE2\x82\xC3\xA9", u"\xDCE2\xDC82\u00E9"},
-      {"\xF4\x90\x80\x80", u"\xDCF4\xDC90\xDC80\xDC80"},
-  };
-  for (const auto &[bytes, wide] : cases) {
-    EXPECT_EQ(ToWide(bytes), wide);
-    EXPECT_EQ(ToBytes(wide), bytes);
-  }
-  // Lone surrogates outside the byte range have no 8-bit form (the printer shows them as
-  // U+FFFD, see the writer tests).
-  EXPECT_EQ(ToBytes(u"a\xD800"), "<none>");
-  EXPECT_EQ(ToBytes(u"\xDC7F"), "<none>");
-
-  const unsigned seed = std::random_device{}();
-  SCOPED_TRACE("seed " + std::to_string(seed));
-  std::mt19937 random(seed);
-  for (int round = 0; round < 2000; ++round) {
-    std::string bytes(random() % 24, '\0');
-    for (char &b : bytes)
-      b = static_cast<char>(random() % 4 ? 0x80 + random() % 0x80 : random() % 0x80);
-    ASSERT_EQ(ToBytes(ToWide(bytes)), bytes);
-  }
 }
 
 }  // namespace

@@ -36,7 +36,7 @@ ParserResource *Open(const void *what, uint32_t base, uint32_t size, uint32_t ki
 
 class ResourceTest : public ::testing::Test {
  protected:
-  TempDir dir_;
+  sctest::TempDir dir_;
   const std::string content_ = [] {  // bytes that tell their offsets apart
     std::string bytes(20000, '\0');
     for (size_t i = 0; i < bytes.size(); ++i)
@@ -173,7 +173,7 @@ const std::string kFile =
 using DataTest = ResourceTest;
 
 TEST_F(DataTest, BlocksCountFromTheFirstByteAfterBinaryData) {
-  FileStructure *structure = dir_.Read(kFile);
+  FileStructure *structure = ReadHeader(dir_, kFile);
   DataBlock *one = nullptr, *two = nullptr, *again = nullptr, *far = nullptr, *huge = nullptr;
   ASSERT_EQ(hdrpars_OpenData(u"one", structure, &one), 0u);
   ASSERT_EQ(hdrpars_OpenData(u"two", structure, &two), 0u);
@@ -208,7 +208,7 @@ TEST_F(DataTest, BlocksCountFromTheFirstByteAfterBinaryData) {
 }
 
 TEST_F(DataTest, DescriptionFaultsAndWhereBinaryDataStarts) {
-  FileStructure *structure = dir_.Read(kFile);
+  FileStructure *structure = ReadHeader(dir_, kFile);
   DataBlock *block = reinterpret_cast<DataBlock *>(1);
   EXPECT_EQ(hdrpars_OpenData(u"nooffset", structure, &block), HDRPARS_E_TAG_MISSING);
   EXPECT_EQ(block, nullptr);
@@ -223,12 +223,12 @@ TEST_F(DataTest, DescriptionFaultsAndWhereBinaryDataStarts) {
 
   // Only a "<BINARYDATA>" at an even offset counts, even one inside the header text.
   const std::string oddMarker = std::string("x").append(Le(u"<BINARYDATA>"));
-  structure = dir_.Read(HeaderFile(Block(u"d", u"0", u"1"), oddMarker));
+  structure = ReadHeader(dir_, HeaderFile(Block(u"d", u"0", u"1"), oddMarker));
   EXPECT_EQ(hdrpars_OpenData(u"D", structure, &block), HDRPARS_E_DATABLOCK_NOT_FOUND);
   EXPECT_EQ(hdrpars_OpenData(u"d", structure, &block), HDRPARS_E_NO_BINARY_DATA);
   hdrpars_DeleteFileStructure(structure);
-  structure =
-      dir_.Read(HeaderFile(u"<N><BINARYDATA>xyz</N>" + Block(u"d", u"0", u"3"), oddMarker + "abc"));
+  structure = ReadHeader(
+      dir_, HeaderFile(u"<N><BINARYDATA>xyz</N>" + Block(u"d", u"0", u"3"), oddMarker + "abc"));
   ASSERT_EQ(hdrpars_OpenData(u"d", structure, &block), 0u);
   EXPECT_EQ(MapOnce(block->source, 0, 3), Le(u"xyz").substr(0, 3));
   hdrpars_DeleteFileStructure(structure);
@@ -236,7 +236,7 @@ TEST_F(DataTest, DescriptionFaultsAndWhereBinaryDataStarts) {
 
 TEST_F(DataTest, PathsSystemFailuresAndOutOfMemory) {
   // A name that is not valid UTF-8 opens the same file again through the stored path.
-  FileStructure *structure = dir_.Read(kFile, "odd-\xFF\xC3-\xC3\xA9.hdr");
+  FileStructure *structure = ReadHeader(dir_, kFile, "odd-\xFF\xC3-\xC3\xA9.hdr");
   DataBlock *block = nullptr;
   {
     FaultySyscalls faults;

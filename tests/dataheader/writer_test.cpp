@@ -18,7 +18,7 @@ class WriterTest : public ::testing::Test {
  protected:
   // A structure read from a file made of `body`, to be written to out.hdr.
   FileStructure *Structure(std::u16string_view body) {
-    FileStructure *structure = dir_.Read(HeaderFile(body), "in");
+    FileStructure *structure = ReadHeader(dir_, HeaderFile(body), "in");
     sc::RawFree(structure->path);
     structure->path = sc::hdr::WidePathFromBytes(path_.c_str());
     return structure;
@@ -57,20 +57,21 @@ class WriterTest : public ::testing::Test {
          u"</HEADER>\r\n<BINARYDATA>") +
       kOne + "two!!!" + Le(u"</BINARYDATA>\r\n</VQS>");
 
-  TempDir dir_;
-  const std::string path_ = dir_.File("out.hdr");
+  sctest::TempDir dir_;
+  const std::string path_ = dir_.Path("out.hdr");
 };
 
 TEST_F(WriterTest, WritesTheExactBytes) {
   FileStructure *structure = TwoBlocks();
   ASSERT_EQ(hdrpars_WriteFile(structure), 0u);
-  EXPECT_EQ(ReadBytes(path_), kTwoBlocksFile);
+  EXPECT_EQ(sctest::ReadFile(path_), kTwoBlocksFile);
   hdrpars_DeleteFileStructure(structure);
 
   structure = Structure(u"<A> as <is> </A>");  // no blocks: no BINARYDATA part
   ASSERT_EQ(hdrpars_WriteFile(structure), 0u);
-  EXPECT_EQ(ReadBytes(path_), "\xFF\xFE" + Le(u"<VQS>\r\n<VERSION>VQ_1.0</VERSION>\r\n<HEADER>\r\n"
-                                              u"  <A>as <is></A>\r\n</HEADER>\r\n</VQS>"));
+  EXPECT_EQ(sctest::ReadFile(path_),
+            "\xFF\xFE" + Le(u"<VQS>\r\n<VERSION>VQ_1.0</VERSION>\r\n<HEADER>\r\n"
+                            u"  <A>as <is></A>\r\n</HEADER>\r\n</VQS>"));
   hdrpars_DeleteFileStructure(structure);
 }
 
@@ -120,19 +121,16 @@ TEST_F(WriterTest, OutOfMemoryWhileReadingAndPlacingBlocks) {
         return result;
       },
       HDRPARS_E_OUT_OF_MEMORY);
-  const int64_t before = sc::testing::LiveBlocks();
-  for (uint64_t nth = 1;; ++nth) {
-    FileStructure *structure = TwoBlocks();
-    sc::testing::FailNthAllocation(nth);
-    const VQRESULT result = hdrpars_WriteFile(structure);
-    const bool failed = sc::testing::AllocationFailed();
-    sc::testing::FailNthAllocation(0);
-    hdrpars_DeleteFileStructure(structure);
-    ASSERT_EQ(sc::testing::LiveBlocks(), before) << nth;
-    ASSERT_EQ(result, failed ? HDRPARS_E_OUT_OF_MEMORY : 0u) << nth;
-    if (!failed) break;
-  }
-  EXPECT_EQ(ReadBytes(path_), kTwoBlocksFile);
+  // Each attempt writes a fresh structure, made while allocations work.
+  FileStructure *structure = TwoBlocks();
+  sctest::ForEachAllocationFailure([&] { return hdrpars_WriteFile(structure); },
+                                   [&](uint32_t result, bool failed) {
+                                     EXPECT_EQ(result, failed ? HDRPARS_E_OUT_OF_MEMORY : 0u);
+                                     hdrpars_DeleteFileStructure(structure);
+                                     structure = TwoBlocks();
+                                   });
+  hdrpars_DeleteFileStructure(structure);
+  EXPECT_EQ(sctest::ReadFile(path_), kTwoBlocksFile);
 }
 
 TEST_F(WriterTest, PrintShowsTheTreeAsUtf8) {

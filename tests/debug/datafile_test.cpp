@@ -3,6 +3,7 @@
 
 #include <cstring>
 #include <regex>
+#include <sstream>
 #include <tuple>
 #include <string>
 #include <vector>
@@ -60,7 +61,7 @@ TEST_F(DbgDataTest, OutputWritesEveryTypeAndEndsWithTheBanner) {
 // first non-digit after them ends them, and digits beyond the width are kept from the right.
 TEST_F(DbgDataTest, InputParsesHexValuesByType) {
   Set("VQ_INPATH", Path(""));
-  Write(Path("DctStrm_Read_buf.in"), "01\nff\n10\n-0a\n-0a\nzz12345\n-1\n  7fffffff,\nff-ff\n");
+  dir_.Write("DctStrm_Read_buf.in", "01\nff\n10\n-0a\n-0a\nzz12345\n-1\n  7fffffff,\nff-ff\n");
   ASSERT_EQ(dbg_Init(1, &kBuf, 0, nullptr), DBG_INIT_OK);
   auto in = [](void *buffer, uint16_t count, uint32_t type, const char *function = "Read",
                const char *submodule = "DctStrm") {
@@ -94,8 +95,8 @@ TEST_F(DbgDataTest, InputParsesHexValuesByType) {
 // keep 30 output and 20 input files.
 TEST_F(DbgDataTest, SeveralMatchingFilesAndFullTables) {
   Set("VQ_INPATH", Path(""));
-  Write(Path("A_Read_buf.in"), "05\n");
-  Write(Path("B_Read_buf.in"), "07\n");
+  dir_.Write("A_Read_buf.in", "05\n");
+  dir_.Write("B_Read_buf.in", "07\n");
   const DBG_DATAFILE_SPEC ins[] = {{"M", "A", "Read", "buf"}, {"M", "B", "Read", "buf"}};
   Set("VQ_OUTPATH", Path("one-"));
   ASSERT_EQ(dbg_Init(2, ins, 1, ins), DBG_INIT_OK);
@@ -117,7 +118,7 @@ TEST_F(DbgDataTest, SeveralMatchingFilesAndFullTables) {
     names.push_back(std::string("d").append(std::to_string(i)));
   for (const std::string &name : names) {
     specs.push_back({"M", "S", "F", name.c_str()});
-    Write(Path("S_F_" + name + ".in"), "2a\n");
+    dir_.Write("S_F_" + name + ".in", "2a\n");
   }
   ASSERT_EQ(dbg_Init(21, specs.data(), 25, specs.data()), DBG_INIT_OK);
   ASSERT_EQ(dbg_Init(0, nullptr, 10, specs.data() + 25), DBG_INIT_OK);
@@ -134,7 +135,7 @@ TEST_F(DbgDataTest, SeveralMatchingFilesAndFullTables) {
 TEST_F(DbgDataTest, RegistrationStopsAtAFileThatCannotOpen) {
   Set("VQ_OUTPATH", Path(""));
   Set("VQ_INPATH", Path(""));
-  Write(Path("S_F_in.in"), "01\n");
+  dir_.Write("S_F_in.in", "01\n");
   // Prefix, submodule, function and data name plus 5 must stay below 150.
   const size_t room = 149 - 5 - 2 - Path("").size();
   const std::string longest(room, 'x'), tooLong(room + 1, 'y');
@@ -194,7 +195,7 @@ TEST_F(DbgDataDeathTest, AssertAndShortInputEndTheProcessWithStatusMinusOne) {
   Set("VQ_TRACELEVEL", "none");
   Set("VQ_LOGFILE", "/nonexistent/dir/trace.log");  // cannot open: lines go to standard error
   Set("VQ_INPATH", Path(""));
-  Write(Path("DctStrm_Read_buf.in"), "01\n0a");  // the last value has no end
+  dir_.Write("DctStrm_Read_buf.in", "01\n0a");  // the last value has no end
   ASSERT_EQ(dbg_Init(1, &kBuf, 0, nullptr), DBG_INIT_OK);
   dbg_TraceDisable();
   EXPECT_EXIT(

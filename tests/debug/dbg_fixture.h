@@ -6,24 +6,15 @@
 #include <stdlib.h>
 
 #include <filesystem>
-#include <fstream>
-#include <sstream>
 #include <string>
 
 #include "sc_dbg.h"
+#include "test_util.h"
 
 class DbgTest : public ::testing::Test {
  protected:
-  void SetUp() override {
-    Reset();
-    std::string pattern = (std::filesystem::temp_directory_path() / "dbgtestXXXXXX").string();
-    ASSERT_NE(mkdtemp(pattern.data()), nullptr);
-    dir_ = pattern;
-  }
-  void TearDown() override {
-    Reset();
-    std::filesystem::remove_all(dir_);
-  }
+  void SetUp() override { Reset(); }
+  void TearDown() override { Reset(); }
   static void Reset() {
     dbg_Terminate();
     dbg_TraceEnable();
@@ -37,15 +28,9 @@ class DbgTest : public ::testing::Test {
     value ? setenv(name, value, 1) : unsetenv(name);
   }
   static void Set(const char *name, const std::string &value) { Set(name, value.c_str()); }
-  std::string Path(const std::string &name) const { return dir_ + "/" + name; }
-  static std::string Read(const std::string &path) {
-    std::ostringstream text;
-    text << std::ifstream(path, std::ios::binary).rdbuf();
-    return text.str();
-  }
-  static void Write(const std::string &path, const std::string &text) {
-    std::ofstream(path, std::ios::binary) << text;
-  }
+  // A file of the test's directory; "" gives the directory with its separator, as a prefix.
+  std::string Path(const std::string &name) const { return dir_.Path() + "/" + name; }
+  static std::string Read(const std::string &path) { return sctest::ReadFile(path); }
   static bool Exists(const std::string &path) { return std::filesystem::exists(path); }
 
   // Starts afresh with a log file and the given level and field variables.
@@ -58,5 +43,5 @@ class DbgTest : public ::testing::Test {
   }
   std::string Log() const { return Path("trace.log"); }
 
-  std::string dir_;
+  sctest::TempDir dir_;
 };

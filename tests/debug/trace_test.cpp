@@ -33,24 +33,21 @@ TEST_F(DbgTraceTest, SubModActiveNeedsBothLists) {
   for (const auto &[modules, submodules, active] : lists) {
     Set("VQ_MODULES", modules);
     Set("VQ_SUBMODULES", submodules);
-    const sctest::AllocationFailureGuard guard;
     const int64_t blocks = sc::testing::LiveBlocks();
-    for (uint64_t nth = 1;; ++nth) {
-      sc::testing::FailNthAllocation(nth);
-      ASSERT_EQ(dbg_Init(0, nullptr, 0, nullptr), DBG_INIT_OK);
-      const bool failed = sc::testing::AllocationFailed();
-      sc::testing::FailNthAllocation(0);
-      EXPECT_EQ(dbg_SubModActive("EDCTSPI", "DctStrm"), failed ? 0 : active) << modules;
-      dbg_Terminate();
-      EXPECT_EQ(sc::testing::LiveBlocks(), blocks) << nth;
-      if (!failed) break;
-    }
+    sctest::ForEachAllocationFailure(
+        [] { return static_cast<uint32_t>(dbg_Init(0, nullptr, 0, nullptr)); },
+        [&, active = active, modules = modules](uint32_t result, bool failed) {
+          EXPECT_EQ(result, static_cast<uint32_t>(DBG_INIT_OK));
+          EXPECT_EQ(dbg_SubModActive("EDCTSPI", "DctStrm"), failed ? 0 : active) << modules;
+          dbg_Terminate();
+        });
+    EXPECT_EQ(sc::testing::LiveBlocks(), blocks);
   }
   EXPECT_EQ(dbg_SubModActive("EDCTSPI", "DctStrm"), 0);  // forgotten by dbg_Terminate
 }
 
 TEST_F(DbgTraceTest, DefaultPrefixLinesCharacterForCharacter) {
-  Write(Log(), "left over from an earlier run\n");
+  dir_.Write("trace.log", "left over from an earlier run\n");
   StartLogging("full", nullptr);
   dbg_TraceIn(2, "EDCTSPI", "DctStrm", 0, "Input_Initialize", "stream.cpp", 980);
   dbg_TraceOut(2, "EDCTSPI", "DctStrm", 0, "Input_Initialize", "stream.cpp", 980);

@@ -104,10 +104,6 @@ inline std::string Summary(SafeHandle dictionary) {
   return summary;
 }
 
-inline EDCT_FILTER AnyFilter() {
-  return EDCT_FILTER{0xFFFFFFFFu, 0xFFFFFFFFu, nullptr, nullptr, nullptr};
-}
-
 // A dictionary opened from an image (or a new writable one) and closed with the test.
 class Opened {
  public:

@@ -4,9 +4,11 @@
 #include <random>
 #include <set>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "dictionary/entry_store.h"
+#include "dictionary/key_tree.h"
 #include "foundation/resource.h"
 #include "sc_edct.h"
 #include "test_util.h"
@@ -104,6 +106,8 @@ TEST(EntryStore, InsertionsAndRemovalsKeepTheTreeValidAndOrdered) {
   }
   CheckTree(store, 511);
   EXPECT_EQ(KeyTreeHeight(store.pool, store.pool->root), 9u);
+  // The arena and the pool grew in whole steps.
+  EXPECT_EQ(std::tuple(store.arena.capacity % 256, store.pool->capacity % 64), std::tuple(0u, 0u));
   const char16_t alphabet[] = {u'a', u'b', u'c', u'A', u'B', u'Z', 0xe9, 0x4e00, 0xffff};
   for (int step = 0; step < 4000; ++step) {
     std::u16string key;

@@ -41,9 +41,9 @@ std::vector<Position> Walk(SafeHandle dictionary) {
 TEST(Iterator, WalksSubDictionariesThenKeys) {
   Writable dictionary, none;
   Entry german{.language = "de", .data = "A"}, gone{.engine = "none"}, last{.engine = "x"};
-  ASSERT_EQ(Add(dictionary, u"b", "b"), 0u);
-  ASSERT_EQ(Add(dictionary, u"a", "a1"), 0u);
-  ASSERT_EQ(Add(dictionary, u"a", "a2"), 0u);
+  for (const auto &[key, data] :
+       {std::pair(u"b", "b"), std::pair(u"a", "a1"), std::pair(u"a", "a2")})
+    ASSERT_EQ(Add(dictionary, key, data), 0u);
   ASSERT_EQ(Add(dictionary, u"a", {german}), 0u);
   ASSERT_EQ(Add(dictionary, u"gone", {gone}), 0u);
   ASSERT_EQ(edct_DctRemoveEntry(dictionary, u"gone"), 0u);
@@ -73,8 +73,7 @@ TEST(Iterator, PositionsAreBuiltOnce) {
   const int64_t live = sc::testing::LiveBlocks();
   uint32_t count = 0, newSection = 0;
   ASSERT_EQ(edct_DctItCurrent(iterator, nullptr, nullptr, &count, &newSection), 0u);
-  EXPECT_EQ(std::pair(count, newSection), std::pair(3u, 1u));
-  EXPECT_EQ(sc::testing::LiveBlocks(), live);
+  EXPECT_EQ(std::tuple(count, newSection, sc::testing::LiveBlocks()), std::tuple(3u, 1u, live));
   // Built already: the key and entries asked for now stay null.
   const char16_t *key = u"x", *again = nullptr;
   const EDCT_ENTRY *entries = nullptr;
@@ -92,8 +91,7 @@ TEST(Iterator, PositionsAreBuiltOnce) {
   EXPECT_EQ(edct_DctItIncrement(iterator), EDCT_E_ITERATOR_ENDED);
   ASSERT_EQ(edct_DctItReset(iterator), 0u);
   ASSERT_EQ(edct_DctItCurrent(iterator, &key, nullptr, nullptr, &newSection), 0u);
-  EXPECT_EQ(std::u16string(key), u"k");
-  EXPECT_EQ(newSection, 1u);
+  EXPECT_EQ(std::tuple(std::u16string(key), newSection), std::tuple(u"k", 1u));
   EXPECT_EQ(edct_DctItClose(iterator), 0u);
   EXPECT_EQ(edct_DctItClose(iterator), SRVSPI_E_SEC_INVALID_HANDLE);
 }
@@ -104,9 +102,9 @@ TEST(Iterator, OpenIteratorsFreezeTheDictionary) {
   SafeHandle first, second;
   ASSERT_EQ(edct_DctItOpen(g_vqNullHandle, dictionary, &first), 0u);
   ASSERT_EQ(edct_DctItOpen(g_vqNullHandle, dictionary, &second), 0u);
-  EXPECT_EQ(Add(dictionary, u"l", "w"), EDCT_E_ITERATOR_OPEN);
-  EXPECT_EQ(edct_DctRemoveEntry(dictionary, u"k"), EDCT_E_ITERATOR_OPEN);
-  EXPECT_EQ(edct_DctClose(dictionary), EDCT_E_ITERATOR_OPEN);
+  for (uint32_t refused : {Add(dictionary, u"l", "w"), edct_DctRemoveEntry(dictionary, u"k"),
+                           edct_DctClose(dictionary)})
+    EXPECT_EQ(refused, EDCT_E_ITERATOR_OPEN);
   // Reading, info and archiving go on.
   EXPECT_EQ(Lookup(dictionary, u"k"), Data{"v"});
   const EDCT_INFO info{u"n", nullptr, 0, 0};

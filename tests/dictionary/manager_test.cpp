@@ -68,8 +68,7 @@ TEST(Manager, PriorityOrderPromotionAndFilters) {
   EXPECT_EQ(Ask(manager, u"only b"), Answer(pb, {"b"}));
   EXPECT_EQ(Ask(manager, u"none"), Answer());
   // A filter lets a lower dictionary answer.
-  EDCT_FILTER filter = AnyFilter();
-  filter.Language = "fr";
+  EDCT_FILTER filter{0xFFFFFFFFu, 0xFFFFFFFFu, "fr", nullptr, nullptr};
   EXPECT_EQ(Ask(manager, u"both", &filter), Answer(pb, {"fr"}));
   filter.Language = "it";
   EXPECT_EQ(Ask(manager, u"both", &filter), Answer());
@@ -85,8 +84,8 @@ TEST(Manager, PriorityOrderPromotionAndFilters) {
   EXPECT_EQ(edct_DctMgrRegisterDct(manager, a, 1), EDCT_E_ALREADY_REGISTERED);
   ASSERT_EQ(edct_DctMgrUnregisterDct(manager, b), 0u);
   EXPECT_EQ(Registered(manager), (std::vector<void *>{pc, pa}));
-  EXPECT_EQ(edct_DctMgrUnregisterDct(manager, b), EDCT_E_NOT_REGISTERED);
-  EXPECT_EQ(edct_DctMgrPromoteDct(manager, b), EDCT_E_NOT_REGISTERED);
+  for (uint32_t refused : {edct_DctMgrUnregisterDct(manager, b), edct_DctMgrPromoteDct(manager, b)})
+    EXPECT_EQ(refused, EDCT_E_NOT_REGISTERED);
   EXPECT_EQ(Ask(manager, u"both"), Answer(pa, {"from a"}));
   EXPECT_EQ(edct_DctClose(a), EDCT_E_STILL_REGISTERED);
   EXPECT_EQ(Add(a, u"still", "usable"), 0u);

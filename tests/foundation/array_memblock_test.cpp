@@ -3,6 +3,7 @@
 
 #include <cstring>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "speechcommon.h"
@@ -11,6 +12,7 @@
 namespace {
 
 void *const kUnwritten = reinterpret_cast<void *>(0x1);
+using Ints = std::vector<int>;
 
 class ArrayTest : public ::testing::Test {
  protected:
@@ -20,21 +22,20 @@ class ArrayTest : public ::testing::Test {
     for (int value : values)
       ASSERT_EQ(srvspi_ArrayAdd(&array_, &value), 0u);
   }
-  std::vector<int> Contents() const {
-    const int *data = static_cast<const int *>(array_.data);
-    return std::vector<int>(data, data + array_.count);
+  static Ints Contents(const SrvArray &array) {
+    const int *data = static_cast<const int *>(array.data);
+    return Ints(data, data + array.count);
   }
   static int At(void *element) { return *static_cast<int *>(element); }
   SrvArray array_{};
 };
 
-TEST_F(ArrayTest, GrowthAndResize) {
+TEST_F(ArrayTest, GrowthResizeAndClone) {
   Add({1, 2, 3});  // one element at a time: capacity equals the count
   EXPECT_EQ(array_.capacity, 3u);
-  Add({4});
   ASSERT_EQ(srvspi_ArrayResize(&array_, 10), 0u);
   void *storage = array_.data;
-  Add({5, 6, 7});  // reserved room: no reallocation
+  Add({4, 5, 6, 7});  // reserved room: no reallocation
   EXPECT_EQ(array_.data, storage);
   EXPECT_EQ(srvspi_ArrayAdd(&array_, nullptr), 0u);  // reserves the slot without writing it
   EXPECT_EQ(array_.count, 8u);
@@ -44,14 +45,22 @@ TEST_F(ArrayTest, GrowthAndResize) {
   EXPECT_EQ(srvspi_ArrayPop(&array_, nullptr), 0u);
   EXPECT_EQ(srvspi_ArrayResize(&array_, -1), 0u);  // exactly the count
   EXPECT_EQ(array_.capacity, 7u);
-  EXPECT_EQ(Contents(), (std::vector<int>{1, 2, 3, 4, 5, 6, 7}));
+  EXPECT_EQ(Contents(array_), (Ints{1, 2, 3, 4, 5, 6, 7}));
+  // A clone takes the count as its capacity, and the same Resource.
+  ASSERT_EQ(srvspi_ArrayResize(&array_, 9), 0u);
+  SrvArray clone{};
+  ASSERT_EQ(srvspi_ArrayClone(&array_, &clone), 0u);
+  EXPECT_EQ(std::tuple(clone.capacity, clone.resource, Contents(clone)),
+            std::tuple(7u, array_.resource, Contents(array_)));
+  EXPECT_NE(clone.data, array_.data);
+  EXPECT_EQ(srvspi_ArrayDeinit(&clone), 0u);
+  EXPECT_EQ(clone.count + clone.capacity + clone.elementSize, 0u);
   EXPECT_EQ(srvspi_ArrayClear(&array_), 0u);
-  EXPECT_EQ(array_.capacity, 7u);
+  EXPECT_EQ(array_.capacity, 9u);
+  EXPECT_EQ(srvspi_ArrayClone(&array_, &clone), 0u);  // nothing to copy
+  EXPECT_EQ(clone.data, nullptr);
   EXPECT_EQ(srvspi_ArrayResize(&array_, 0), 0u);
   EXPECT_EQ(array_.data, nullptr);
-  SrvArray done = array_;
-  EXPECT_EQ(srvspi_ArrayDeinit(&done), 0u);
-  EXPECT_EQ(done.count + done.capacity + done.elementSize, 0u);
   SrvArray never{};
   EXPECT_EQ(srvspi_ArrayDeinit(&never), SRVSPI_E_ARRAY_INVALID_ARGUMENT);  // no Resource recorded
 }
@@ -66,23 +75,21 @@ TEST_F(ArrayTest, RemoveAtPopTopAndCursors) {
   EXPECT_EQ(srvspi_ArrayRemove(&array_, 4), SRVSPI_E_ARRAY_OUT_OF_RANGE);
   EXPECT_EQ(srvspi_ArrayRemove(&array_, 0), 0u);
   EXPECT_EQ(srvspi_ArrayRemove(&array_, 2), 0u);  // the last: nothing to move
-  EXPECT_EQ(Contents(), (std::vector<int>{20, 30}));
-  EXPECT_EQ(array_.capacity, 4u);
+  EXPECT_EQ(std::tuple(Contents(array_), array_.capacity), std::tuple(Ints{20, 30}, 4u));
   EXPECT_EQ(srvspi_ArrayAt(&array_, 2, &element), SRVSPI_S_ARRAY_NO_ELEMENT);
   EXPECT_EQ(element, kUnwritten);
   EXPECT_EQ(srvspi_ArrayAt(&array_, 1, &element), 0u);
   EXPECT_EQ(At(element), 30);
 
   ASSERT_EQ(srvspi_ArrayBegin(&array_, &element), 0u);
-  std::vector<int> seen{At(element)};
+  Ints seen{At(element)};
   VQRESULT rc;
   while ((rc = srvspi_ArrayNext(&array_, &element)) == 0)
     seen.push_back(At(element));
-  EXPECT_EQ(rc, SRVSPI_S_ARRAY_NOT_FOUND);
-  EXPECT_EQ(element, nullptr);
-  EXPECT_EQ(seen, (std::vector<int>{20, 30}));
-  EXPECT_EQ(srvspi_ArrayNext(&array_, &element),
-            SRVSPI_S_ARRAY_NOT_FOUND);  // an ended cursor stays ended
+  EXPECT_EQ(std::tuple(rc, element, seen),
+            std::tuple(SRVSPI_S_ARRAY_NOT_FOUND, nullptr, Ints{20, 30}));
+  // An ended cursor stays ended.
+  EXPECT_EQ(srvspi_ArrayNext(&array_, &element), SRVSPI_S_ARRAY_NOT_FOUND);
 
   EXPECT_EQ(srvspi_ArrayTop(&array_, &element), 0u);
   EXPECT_EQ(At(element), 30);
@@ -92,7 +99,7 @@ TEST_F(ArrayTest, RemoveAtPopTopAndCursors) {
 }
 
 VQRESULT Collect(void *element, void *user) {
-  static_cast<std::vector<int> *>(user)->push_back(*static_cast<int *>(element));
+  static_cast<Ints *>(user)->push_back(*static_cast<int *>(element));
   return *static_cast<int *>(element) == 99 ? 0x80990001u : 5u;
 }
 
@@ -102,7 +109,7 @@ VQRESULT MatchKey(uint32_t key, void *element, void *) {
 }
 
 TEST_F(ArrayTest, ForEachAndFind) {
-  std::vector<int> seen;
+  Ints seen;
   uint32_t index = 77;
   EXPECT_EQ(srvspi_ArrayForEach(&array_, Collect, &seen), 0u);  // empty: 0 at once
   EXPECT_EQ(srvspi_ArrayFind(&array_, 1, MatchKey, nullptr, &index), SRVSPI_S_ARRAY_NOT_FOUND);
@@ -115,26 +122,11 @@ TEST_F(ArrayTest, ForEachAndFind) {
   EXPECT_EQ(index, 3u);  // the count when nothing matched
   Add({99, 4, -1, 4});
   EXPECT_EQ(srvspi_ArrayForEach(&array_, Collect, &seen), 0x80990001u);
-  EXPECT_EQ(seen, (std::vector<int>{1, 2, 3, 1, 2, 3, 99}));  // the failure stopped the walk
+  EXPECT_EQ(seen, (Ints{1, 2, 3, 1, 2, 3, 99}));  // the failure stopped the walk
   EXPECT_EQ(srvspi_ArrayFind(&array_, 4, MatchKey, nullptr, &index), 0u);
   EXPECT_EQ(index, 4u);
   EXPECT_EQ(srvspi_ArrayFind(&array_, 5, MatchKey, nullptr, &index), 0x80990002u);  // aborted
   EXPECT_EQ(index, 5u);
-}
-
-TEST_F(ArrayTest, CloneTakesTheCountAsCapacity) {
-  Add({1, 2});
-  ASSERT_EQ(srvspi_ArrayResize(&array_, 8), 0u);
-  SrvArray clone{};
-  ASSERT_EQ(srvspi_ArrayClone(&array_, &clone), 0u);
-  EXPECT_EQ(clone.capacity, 2u);
-  EXPECT_EQ(clone.resource, array_.resource);
-  EXPECT_NE(clone.data, array_.data);
-  EXPECT_EQ(static_cast<int *>(clone.data)[1], 2);
-  EXPECT_EQ(srvspi_ArrayDeinit(&clone), 0u);
-  ASSERT_EQ(srvspi_ArrayClear(&array_), 0u);
-  EXPECT_EQ(srvspi_ArrayClone(&array_, &clone), 0u);
-  EXPECT_EQ(clone.data, nullptr);
 }
 
 TEST_F(ArrayTest, ArgumentErrorsAndOutOfMemory) {
@@ -162,10 +154,8 @@ TEST_F(ArrayTest, ArgumentErrorsAndOutOfMemory) {
   EXPECT_EQ(srvspi_ArrayAdd(&array_, &value), SRVSPI_E_ARRAY_OUT_OF_MEMORY);
   EXPECT_EQ(srvspi_ArrayResize(&array_, 50), SRVSPI_E_ARRAY_OUT_OF_MEMORY);
   EXPECT_EQ(srvspi_ArrayClone(&array_, &clone), SRVSPI_E_ARRAY_OUT_OF_MEMORY);
-  EXPECT_EQ(clone.data, nullptr);
-  EXPECT_EQ(array_.capacity, 2u);
-  EXPECT_EQ(array_.data, storage);
-  EXPECT_EQ(Contents(), (std::vector<int>{1, 2}));
+  EXPECT_EQ(std::tuple(clone.data, array_.capacity, array_.data, Contents(array_)),
+            std::tuple(nullptr, 2u, storage, Ints{1, 2}));
 }
 
 // The same routine sizes an image in a measuring block and then fills a real one.
@@ -180,15 +170,14 @@ uint32_t WriteImage(SrvMemblock *block) {
   return rc ? rc : srvspi_MemblockRead(block, 1, &pointer);
 }
 
-TEST(Memblock, MeasuringThenFilling) {
-  SrvMemblock measure{};
+TEST(Memblock, MeasuringFillingAndRunningFull) {
+  SrvMemblock measure{}, fill{};
   ASSERT_EQ(srvspi_MemblockInit(&measure, 0, nullptr), 0u);
   ASSERT_EQ(WriteImage(&measure), 0u);
   uint32_t needed = 0;
   ASSERT_EQ(srvspi_MemblockGetUsed(&measure, &needed), 0u);
   EXPECT_EQ(needed, 9u);  // 3 + pad 1 + 4 + 1, padding included
   std::vector<unsigned char> image(needed, 0xAA);
-  SrvMemblock fill{};
   ASSERT_EQ(srvspi_MemblockInit(&fill, needed, image.data()), 0u);
   ASSERT_EQ(WriteImage(&fill), 0u);
   EXPECT_EQ(std::string(image.begin(), image.end() - 1), std::string("abc\xAAwxyz"));
@@ -202,29 +191,25 @@ TEST(Memblock, MeasuringThenFilling) {
   EXPECT_EQ(srvspi_MemblockAlign(&measure, 64), 0u);
   EXPECT_EQ(measure.used, 1000064u);
   EXPECT_EQ(srvspi_MemblockAlloc(&measure, UINT32_MAX, nullptr), SRVSPI_E_ARRAY_BUFFER_TOO_SMALL);
-}
 
-TEST(Memblock, FullBlockAndArguments) {
-  unsigned char buffer[8] = {};
-  SrvMemblock block{};
-  ASSERT_EQ(srvspi_MemblockInit(&block, sizeof buffer, buffer), 0u);
-  ASSERT_EQ(srvspi_MemblockAlloc(&block, 5, nullptr), 0u);
-  ASSERT_EQ(srvspi_MemblockAlign(&block, 4), 0u);
-  EXPECT_EQ(block.used, 8u);
-  ASSERT_EQ(srvspi_MemblockAlign(&block, 4), 0u);  // already aligned
-  EXPECT_EQ(block.used, 8u);
-  block.used = 6;
-  EXPECT_EQ(srvspi_MemblockAlign(&block, 16), SRVSPI_E_ARRAY_BUFFER_TOO_SMALL);
-  EXPECT_EQ(block.used, 6u);
+  // A full block: an alignment that does not fit moves nothing, an allocation that does not
+  // fit advances all the same.
+  ASSERT_EQ(srvspi_MemblockInit(&fill, 8, image.data()), 0u);
+  ASSERT_EQ(srvspi_MemblockAlloc(&fill, 5, nullptr), 0u);
+  ASSERT_EQ(srvspi_MemblockAlign(&fill, 4), 0u);
+  ASSERT_EQ(srvspi_MemblockAlign(&fill, 4), 0u);  // already aligned
+  EXPECT_EQ(fill.used, 8u);
+  fill.used = 6;
+  EXPECT_EQ(srvspi_MemblockAlign(&fill, 16), SRVSPI_E_ARRAY_BUFFER_TOO_SMALL);
+  EXPECT_EQ(fill.used, 6u);
   void *pointer = nullptr;
-  EXPECT_EQ(srvspi_MemblockAlloc(&block, 4, &pointer), SRVSPI_E_ARRAY_BUFFER_TOO_SMALL);
-  EXPECT_EQ(block.used, 10u);  // advanced all the same
-  EXPECT_EQ(pointer, buffer + 6);
+  EXPECT_EQ(srvspi_MemblockAlloc(&fill, 4, &pointer), SRVSPI_E_ARRAY_BUFFER_TOO_SMALL);
+  EXPECT_EQ(std::tuple(fill.used, pointer), std::tuple(10u, image.data() + 6));
   uint32_t used = 0;
   for (VQRESULT rc :
-       {srvspi_MemblockAlign(&block, 0), srvspi_MemblockInit(nullptr, 0, nullptr),
+       {srvspi_MemblockAlign(&fill, 0), srvspi_MemblockInit(nullptr, 0, nullptr),
         srvspi_MemblockAlloc(nullptr, 1, nullptr), srvspi_MemblockRead(nullptr, 1, nullptr),
-        srvspi_MemblockGetUsed(nullptr, &used), srvspi_MemblockGetBegin(&block, nullptr)})
+        srvspi_MemblockGetUsed(nullptr, &used), srvspi_MemblockGetBegin(&fill, nullptr)})
     EXPECT_EQ(rc, SRVSPI_E_ARRAY_INVALID_ARGUMENT);
 }
 

@@ -1,5 +1,4 @@
-// Runs the built speechcommon tool and captures what it prints; a temporary directory for the
-// files it works on.
+// Runs the built speechcommon tool and captures what it prints.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -17,6 +16,8 @@
 #include <string>
 #include <vector>
 
+#include "test_util.h"
+
 namespace tooltest {
 
 struct ToolRun {
@@ -32,10 +33,7 @@ inline std::string ShellQuote(const std::string &word) {
   return quoted + "'";
 }
 
-inline std::string ReadFile(const std::string &path) {
-  std::ifstream in(path, std::ios::binary);
-  return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-}
+using sctest::ReadFile;
 
 // Runs SC_TOOL_PATH with the arguments; `input` goes to its standard input, `environment`
 // ("NAME=value ...") before it.
@@ -88,31 +86,6 @@ inline bool Has(const std::string &text, const std::string &part) {
   return text.find(part) != std::string::npos;
 }
 
-// A fresh temporary directory, removed with everything in it at the end of the scope.
-class TempDir {
- public:
-  TempDir() { std::filesystem::create_directories(path_); }
-  ~TempDir() {
-    std::error_code ignored;
-    std::filesystem::remove_all(path_, ignored);
-  }
-  TempDir(const TempDir &) = delete;
-  TempDir &operator=(const TempDir &) = delete;
-  std::string Path(const std::string &relative = "") const {
-    return relative.empty() ? path_.string() : (path_ / relative).string();
-  }
-  std::string Write(const std::string &relative, std::string_view bytes) const {
-    const std::string path = Path(relative);
-    std::filesystem::create_directories(std::filesystem::path(path).parent_path());
-    std::ofstream(path, std::ios::binary).write(bytes.data(), std::streamsize(bytes.size()));
-    return path;
-  }
-  std::string Read(const std::string &relative) const { return ReadFile(Path(relative)); }
-
- private:
-  std::filesystem::path path_ = std::filesystem::temp_directory_path() /
-                                ("sc_tool_" + std::to_string(std::random_device{}()) + "_" +
-                                 std::to_string(std::random_device{}()));
-};
+using sctest::TempDir;
 
 }  // namespace tooltest

@@ -163,24 +163,24 @@ TEST(StreamReader, CallbacksAndRefusals) {
   source.failAt = 3;
   source.failValue = 77;
   EXPECT_EQ(edct_DctReadStream(dictionary, Source::Read, 0, &source), EDCT_E_READSTREAM_FAILED);
-  EXPECT_EQ(CallbackError(dictionary), 77u);
+  uint32_t error = 0;
+  EXPECT_EQ(edct_DctGetCallbackError(dictionary, &error), 0u);
+  EXPECT_EQ(error, 77u);
   EXPECT_EQ(actions,
             (std::vector<uint32_t>{EDCT_NOTIFY_NEWKEY, EDCT_NOTIFY_NEWKEY, EDCT_NOTIFY_ADDED}));
   // After the end the callback is asked again; a good read leaves 0 in the slot.
   Source fine{"[Header]\n"};
   EXPECT_EQ(edct_DctReadStream(dictionary, Source::Read, 0, &fine), 0u);
-  EXPECT_EQ(fine.calls, 3);
-  EXPECT_EQ(CallbackError(dictionary), 0u);
+  EXPECT_EQ(edct_DctGetCallbackError(dictionary, &error), 0u);
+  EXPECT_EQ(std::tuple(fine.calls, error), std::tuple(3, 0u));
 
   SafeHandle iterator;
   ASSERT_EQ(edct_DctItOpen(g_vqNullHandle, dictionary, &iterator), 0u);
   EXPECT_EQ(Read(dictionary, "[Header]\n"), EDCT_E_ITERATOR_OPEN);
   EXPECT_EQ(edct_DctItClose(iterator), 0u);
   const edct_test::Image image = edct_test::Archive(dictionary);
-  SafeHandle view;
-  ASSERT_EQ(edct_test::Open(image.data(), EDCT_OPEN_READONLY, &view), 0u);
+  edct_test::Opened view(image.data(), EDCT_OPEN_READONLY);
   EXPECT_EQ(Read(view, "[Header]\n"), EDCT_E_READ_ONLY);
-  EXPECT_EQ(edct_DctClose(view), 0u);
 }
 
 }  // namespace

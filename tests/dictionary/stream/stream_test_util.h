@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "dictionary/utf8.h"
+#include "platform/text.h"
 #include "dictionary/edct_test_util.h"
 
 namespace stream_test {
@@ -66,12 +66,6 @@ inline std::string Write(SafeHandle dictionary, uint32_t format = EDCT_FORMAT_UT
   return sink.bytes;
 }
 
-inline uint32_t CallbackError(SafeHandle dictionary) {
-  uint32_t error = 0;
-  EXPECT_EQ(edct_DctGetCallbackError(dictionary, &error), 0u);
-  return error;
-}
-
 // Stream bytes of a Latin-1 text as 16-bit units after their byte-order mark.
 inline std::string Utf16(const std::string &text, bool bigEndian) {
   std::string bytes = bigEndian ? "\xFE\xFF" : "\xFF\xFE";
@@ -101,7 +95,7 @@ inline std::vector<std::string> Dump(SafeHandle dictionary) {
     uint32_t count = 0;
     EXPECT_EQ(edct_DctItCurrent(iterator, &key, &entries, &count, nullptr), 0u);
     std::string name(3 * std::char_traits<char16_t>::length(key) + 1, '\0');
-    name.resize(sc::edct::WcsToUTF8(key, name.data()) - 1);
+    name.resize(sc::plat::WcsToUTF8(key, name.data()) - 1);
     for (const EDCT_ENTRY &e : std::vector<EDCT_ENTRY>(entries, entries + count))
       lines.push_back(name + " " + std::to_string(e.Content) + "/" +
                       std::to_string(e.Representation) + "/" + std::to_string(e.POS) + " " +

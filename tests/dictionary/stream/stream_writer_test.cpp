@@ -53,21 +53,8 @@ TEST(StreamWriter, WorkedExampleBothWaysEmptyDictionariesAndRefusals) {
   EXPECT_EQ(Write(dictionary, kOwnOrder), Utf16(kWorkedExample, kOwnOrder == 2));
   EXPECT_EQ(edct_DctItClose(iterator), 0u);
   const edct_test::Image image = edct_test::Archive(dictionary);
-  SafeHandle view;
-  ASSERT_EQ(edct_test::Open(image.data(), EDCT_OPEN_READONLY, &view), 0u);
+  edct_test::Opened view(image.data(), EDCT_OPEN_READONLY);
   EXPECT_EQ(Write(view), kWorkedExample);
-  EXPECT_EQ(edct_DctClose(view), 0u);
-  // The reader gives the same dictionary back from every encoding, however the bytes come.
-  for (const uint32_t format : {EDCT_FORMAT_UTF8, EDCT_FORMAT_UCS2LE, EDCT_FORMAT_UCS2BE}) {
-    const std::string bytes =
-        format ? Utf16(kWorkedExample, format == EDCT_FORMAT_UCS2BE) : kWorkedExample;
-    for (const std::vector<uint32_t> &splits : {std::vector<uint32_t>{1024}, {1}, {5, 1, 7}}) {
-      Writable back;
-      ASSERT_EQ(Read(back, bytes, format, splits), 0u) << format << " " << splits[0];
-      EXPECT_EQ(Dump(back), Dump(dictionary));
-      EXPECT_EQ(edct_test::Summary(back), "Demo|Test|2|2");
-    }
-  }
 }
 
 TEST(StreamWriter, QuotingDataLinesAndRecordsThatDoNotFit) {
@@ -161,8 +148,9 @@ TEST(StreamWriter, RoundTripsInBlocksFailingCallbacksAndOutOfMemory) {
     Sink failing{{}, {}, 2, 9};
     EXPECT_EQ(edct_DctWriteStream(dictionary, Sink::Write, format, &failing),
               EDCT_E_WRITESTREAM_FAILED);
-    EXPECT_EQ(failing.blocks.size(), 2u);
-    EXPECT_EQ(CallbackError(dictionary), 9u);
+    uint32_t error = 0;
+    EXPECT_EQ(edct_DctGetCallbackError(dictionary, &error), 0u);
+    EXPECT_EQ(std::tuple(failing.blocks.size(), error), std::tuple(2u, 9u));
     edct_test::FailEachAllocation(
         [&] {
           Sink partial;

@@ -1,13 +1,16 @@
+// Archive images: written from writable dictionaries byte for byte, read in place by a
+// read-only view, loaded back into writable dictionaries, and refused when corrupt.
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstring>
 #include <iterator>
 #include <random>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "edct_test_util.h"
-#include "foundation/alloc.h"
 #include "speechcommon.h"
 
 namespace {
@@ -19,18 +22,20 @@ std::string Slice(const Bytes &bytes, size_t at, size_t size) {
   return std::string(bytes.begin() + at, bytes.begin() + at + size);
 }
 
-// The dictionary of the worked example: key b's items were added "qq" first, so "p" is newest.
-void FillWorkedExample(SafeHandle dictionary) {
-  const EDCT_INFO info{u"D", nullptr, 0, 0};
-  ASSERT_EQ(edct_DctSetInfo(dictionary, &info), 0u);
-  ASSERT_EQ(Add(dictionary, u"a", std::string("x\0", 2)), 0u);
-  ASSERT_EQ(Add(dictionary, u"b", std::string("qq\0", 3)), 0u);
-  ASSERT_EQ(Add(dictionary, u"b", std::string("p\0", 2)), 0u);
+auto Fields(const EDCT_ENTRY &e) {
+  return std::tuple(e.Content, e.Representation, e.POS, e.Language, e.Model, e.Engine, e.Data,
+                    e.DataSize);
 }
 
-TEST(Archive, WritesTheWorkedExampleEitherWayAndTheEmptyImage) {
+// The worked example is written from a dictionary (key b's items added "qq" first, so "p" is
+// newest) either way round, and read in place.
+TEST(Image, WorkedExampleWrittenBothWaysAndReadInPlace) {
   Writable dictionary, empty;
-  FillWorkedExample(dictionary);
+  const EDCT_INFO named{u"D", nullptr, 0, 0};
+  ASSERT_EQ(edct_DctSetInfo(dictionary, &named), 0u);
+  for (const auto &[key, data] :
+       {std::pair(u"a", "x"), std::pair(u"b", "qq"), std::pair(u"b", "p")})
+    ASSERT_EQ(Add(dictionary, key, std::string(data) + '\0'), 0u);
   const Bytes worked(std::begin(kWorkedExample), std::end(kWorkedExample));
   EXPECT_EQ(Archive(dictionary).Bytes(), worked);
   EXPECT_EQ(Archive(empty).Bytes(), Bytes(std::begin(kEmptyImage), std::end(kEmptyImage)));
@@ -39,7 +44,6 @@ TEST(Archive, WritesTheWorkedExampleEitherWayAndTheEmptyImage) {
   uint32_t size = 125;
   EXPECT_EQ(edct_DctArchive(dictionary, buffer.data(), &size, 0), SRVSPI_E_ARRAY_BUFFER_TOO_SMALL);
   EXPECT_EQ(size, 125u);
-
   // For the other byte order every multi-byte field is reversed ({first, end, width}: header,
   // Name and Description units, section table, section header and key offsets, data offsets,
   // item lengths); UTF-8 keys, pads, the marker and byte data stay as they are.
@@ -49,11 +53,32 @@ TEST(Archive, WritesTheWorkedExampleEitherWayAndTheEmptyImage) {
   for (const auto &[first, end, width] : fields)
     for (size_t at = first; at < end; at += width)
       std::reverse(swapped.begin() + at, swapped.begin() + at + width);
-  const Image image = Archive(dictionary, 1);
-  EXPECT_EQ(image.Bytes(), swapped);
-  SafeHandle out;
-  EXPECT_EQ(Open(image.data(), EDCT_OPEN_WRITABLE, &out), EDCT_E_CORRUPT);
-  EXPECT_EQ(Open(image.data(), EDCT_OPEN_READONLY, &out), EDCT_E_CORRUPT);
+  EXPECT_EQ(Archive(dictionary, 1).Bytes(), swapped);
+
+  Opened view(kWorkedExample, EDCT_OPEN_READONLY);
+  EXPECT_EQ(Summary(view), "D|-|2|3");
+  EDCT_INFO info{};
+  ASSERT_EQ(edct_DctGetInfo(view, &info), 0u);
+  EXPECT_EQ(reinterpret_cast<const unsigned char *>(info.Name), kWorkedExample + 24);
+  EXPECT_EQ(edct_DctFreeInfo(view, &info), 0u);
+  EDCT_ENTRY *entries = nullptr;
+  uint32_t count = 0;
+  ASSERT_EQ(edct_DctGetEntryData(view, u"b", nullptr, &entries, &count), 0u);
+  ASSERT_EQ(count, 2u);
+  const uint32_t any = 0xFFFFFFFFu;
+  EXPECT_EQ(Fields(entries[0]),
+            Fields({2, 2, any, nullptr, nullptr, nullptr, kWorkedExample + 118, 2}));
+  EXPECT_EQ(Fields(entries[1]),
+            Fields({2, 2, any, nullptr, nullptr, nullptr, kWorkedExample + 122, 3}));
+  EXPECT_EQ(edct_DctFreeEntryData(view, entries, count), 0u);
+  EXPECT_EQ(Lookup(view, u"a"), Data{std::string("x\0", 2)});
+  for (const char16_t *absent : {u"", u"A", u"ab", u"c", u"`", u"\u00e1"})
+    EXPECT_EQ(Lookup(view, absent), Data{}) << std::string(absent, absent + 1);
+  const EDCT_INFO renamed{u"n", nullptr, 0, 0};
+  for (uint32_t refused :
+       {Add(view, u"c", "z"), edct_DctRemoveEntry(view, u"a"), edct_DctSetInfo(view, &renamed),
+        edct_DctArchive(view, nullptr, &size, 0)})
+    EXPECT_EQ(refused, EDCT_E_READ_ONLY);
   // The empty image loads as a writable dictionary.
   Opened loaded(kEmptyImage, EDCT_OPEN_WRITABLE);
   EXPECT_EQ(Add(loaded, u"k", "v"), 0u);
@@ -62,7 +87,7 @@ TEST(Archive, WritesTheWorkedExampleEitherWayAndTheEmptyImage) {
 
 // One key of 4 bytes in either encoding (UTF-16 wins the tie) in a section of wide data and
 // one of byte data, and a section with a Language whose only key is gone.
-TEST(Archive, EncodingTiesEmptySectionsAndSwappedUnits) {
+TEST(Image, EncodingTiesEmptySectionsAndSwappedUnits) {
   Writable dictionary;
   const std::string units("w\0i\0\0\0", 6);
   const Entry wide{.representation = EDCT_REPR_WSZ_STRING, .data = units}, narrow{.data = units},
@@ -92,6 +117,10 @@ TEST(Archive, EncodingTiesEmptySectionsAndSwappedUnits) {
                                    0xFFFFFFFFu, 1, 0, 0, 0, 0, 0, 1}));
   EXPECT_EQ(Slice(a, empty + 48, 13), std::string("x\0\xAA\xAA\0\0\0\0\1\0\0\0\xAA", 13));
   EXPECT_EQ(host.size, empty + 61);
+  // An image of the other byte order is refused both ways (its format number reads wrong).
+  SafeHandle out;
+  EXPECT_EQ(Open(swapped.data(), EDCT_OPEN_WRITABLE, &out), EDCT_E_CORRUPT);
+  EXPECT_EQ(Open(swapped.data(), EDCT_OPEN_READONLY, &out), EDCT_E_CORRUPT);
 }
 
 // A dictionary of every kind of piece; returns the keys it was given.
@@ -133,7 +162,7 @@ std::vector<std::u16string> FillSample(SafeHandle dictionary, unsigned seed) {
   return keys;
 }
 
-TEST(Archive, RoundTripsKeepEveryEntry) {
+TEST(Image, RoundTripsKeepEveryEntry) {
   const unsigned seed = std::random_device{}();
   SCOPED_TRACE("seed " + std::to_string(seed));
   Writable dictionary;
@@ -158,11 +187,9 @@ TEST(Archive, RoundTripsKeepEveryEntry) {
   const Image again = Archive(loaded);
   Opened twice(again.data(), EDCT_OPEN_WRITABLE);
   EXPECT_EQ(Archive(twice).Bytes(), image.Bytes());
-  uint32_t size = 0;
-  EXPECT_EQ(edct_DctArchive(view, nullptr, &size, 0), EDCT_E_READ_ONLY);
 }
 
-TEST(Archive, ItemsInAListMustFitSixteenBits) {
+TEST(Image, ItemsInAListMustFitSixteenBits) {
   Writable dictionary;
   ASSERT_EQ(Add(dictionary, u"k", std::string(65535, 'a')), 0u);
   ASSERT_EQ(Add(dictionary, u"k", "b"), 0u);
@@ -174,15 +201,13 @@ TEST(Archive, ItemsInAListMustFitSixteenBits) {
   EXPECT_EQ(edct_DctArchive(dictionary, nullptr, &size, 0), EDCT_E_OUT_OF_RANGE);
 }
 
-TEST(Archive, LoaderRefusesCorruptImages) {
+TEST(Image, CorruptImagesAreRefused) {
   Writable dictionary;
   FillSample(dictionary, 7);
-  Writable wide;
-  ASSERT_EQ(Add(wide, u"\u4e00", "w"), 0u);
-  const Image image = Archive(dictionary), one = Archive(wide);
+  const Image image = Archive(dictionary);
   const int64_t live = sc::testing::LiveBlocks();
-  SafeHandle out;
-  // Every recorded size short of the real one fails, whatever was loaded by then.
+  SafeHandle out{reinterpret_cast<void *>(8), 1};
+  // The loader: every recorded size short of the real one fails, whatever was loaded by then.
   for (uint32_t size = 0; size < image.size; size += 1 + size / 7) {
     Image cut = image;
     cut.words[1] = size;
@@ -191,16 +216,42 @@ TEST(Archive, LoaderRefusesCorruptImages) {
     EXPECT_EQ(out.pointer, nullptr);
     EXPECT_EQ(sc::testing::LiveBlocks(), live);
   }
-  // The format, the reserved word, and UTF-16 keys of the other byte order (the section of
-  // key "\u4e00" starts at 32).
-  for (const auto &[source, word, value] :
-       {std::tuple(&image, 0, 2), std::tuple(&image, 2, 1), std::tuple(&one, 9, 2)}) {
-    Image bad = *source;
-    bad.words[word] = value;
-    EXPECT_EQ(Open(bad.data(), EDCT_OPEN_WRITABLE, &out), EDCT_E_CORRUPT) << word;
-    EXPECT_EQ(Open(bad.data(), EDCT_OPEN_READONLY, &out), EDCT_E_CORRUPT) << word;
+  // Patches of the worked example, {offset, value, read-only result, writable result}: the
+  // format, the reserved word, UTF-16 keys of the other byte order; the section offset, key
+  // count, key and data block sizes pointing past the recorded image size, which itself may
+  // be larger than needed.
+  constexpr uint32_t kFar = 0x7F0000F0, kBad = EDCT_E_CORRUPT,
+                     kShort = SRVSPI_E_ARRAY_BUFFER_TOO_SMALL;
+  const std::tuple<size_t, uint32_t, uint32_t, uint32_t> patches[] = {
+      {0, 2, kBad, kBad},       {8, 1, kBad, kBad},       {40, 2, kBad, kBad}, {32, kFar, kBad, 0},
+      {68, kFar, kBad, kShort}, {76, kFar, kBad, kShort}, {80, kFar, kBad, 0}, {4, kFar, 0, 0}};
+  for (const auto &[at, value, viewed, loaded] : patches) {
+    alignas(4) unsigned char copy[sizeof kWorkedExample];
+    std::memcpy(copy, kWorkedExample, sizeof copy);
+    std::memcpy(copy + at, &value, 4);
+    for (const auto &[mode, expected] :
+         {std::pair(EDCT_OPEN_READONLY, viewed), std::pair(EDCT_OPEN_WRITABLE, loaded)}) {
+      EXPECT_EQ(Open(copy, mode, &out), expected) << "at " << at << " mode " << mode;
+      if (expected == 0) edct_DctClose(out);
+    }
   }
+  EXPECT_EQ(Open(kEmptyImage, EDCT_OPEN_READONLY, &out), EDCT_E_CORRUPT);  // no section
+  // A Notify callback has no place in a read-only dictionary.
+  const auto notify = [](SafeHandle, uint32_t, const char16_t *, const EDCT_ENTRY *, void *) {
+    return 0u;
+  };
+  EXPECT_EQ(edct_DctOpen(g_vqNullHandle, kWorkedExample, EDCT_OPEN_READONLY, notify, nullptr, &out),
+            EDCT_E_READ_ONLY);
+  EXPECT_EQ(out.pointer, nullptr);
   EXPECT_EQ(sc::testing::LiveBlocks(), live);
+  // Key and data tables that point outside their blocks find nothing rather than read out.
+  alignas(4) unsigned char copy[sizeof kWorkedExample];
+  std::memcpy(copy, kWorkedExample, sizeof copy);
+  copy[88] = 200;    // second key offset
+  copy[104] = 0x80;  // data offset of b
+  Opened broken(copy, EDCT_OPEN_READONLY);
+  EXPECT_EQ(Lookup(broken, u"a"), Data{});
+  EXPECT_EQ(Lookup(broken, u"b"), Data{});
 }
 
 }  // namespace
