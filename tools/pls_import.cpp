@@ -235,8 +235,8 @@ int ImportPls(const std::vector<std::string> &inputs, const std::string &output)
 
   const bool text = output == "-" || HasExtension(output, ".txt");
   if (text) {
-    const VQRESULT walked = TextFormLosses(
-        dictionary->get(), [&](const std::string &loss) { reporter.Warn(output, loss); });
+    const VQRESULT walked = TextFormLosses(dictionary->get(), Encoding::kUtf8,
+                                           [&](std::string loss) { reporter.Warn(output, loss); });
     if (walked) throw Failure("cannot walk the dictionary: " + Describe(walked));
   }
   WriteOutput(output, text ? TextStream(dictionary->get(), Encoding::kUtf8, output)
