@@ -377,6 +377,11 @@ void CheckText(const InputFile &file, Encoding encoding, std::vector<Finding> &f
   LineCheck(Text(stream, findings), findings).Run();
 }
 
+// Text in a message, in quotes, with its line ends, tabs and stray bytes escaped.
+std::string Shown(std::string_view text) {
+  return fmt::format("{:?}", text);
+}
+
 // How the reader takes a value back. Every value loses a carriage return and the blanks at its
 // ends, and an empty one takes the next line's text in its place. A line feed ends a value,
 // except in quotes, where only a leading one is trimmed; the writer puts quotes around a key or
@@ -387,8 +392,8 @@ const char *Unwritable(std::string_view text, bool quoteMode = false) {
   const bool quoted = quoteMode && text.find(' ') != std::string_view::npos;
   if (!quoted && text.find('\n') != std::string_view::npos)
     return "holds a line feed, which ends it";
-  if (Blank(text.front()) || Blank(text.back()) || text.front() == '\n')
-    return "has blanks at its ends, which are trimmed";
+  if (Blank(text.front()) || Blank(text.back())) return "has blanks at its ends, which are trimmed";
+  if (text.front() == '\n') return "begins with a line feed, which is trimmed";
   return nullptr;
 }
 
@@ -456,13 +461,13 @@ class TextFormCheck {
          {std::pair{"Name", info.Name}, {"Description", info.Description}})
       if (value)
         if (const char *why = Unwritable(Utf8(value)))
-          lost_(fmt::format("the {} {} {}", name, Quoted(Utf8(value)), why));
+          lost_(fmt::format("the {} {} {}", name, Shown(Utf8(value)), why));
   }
 
   // A key and the first of its records; the section's attributes where it begins.
   void Key(const std::string &key, const EDCT_ENTRY &first, bool sectionStarts) {
     const auto lose = [&](const std::string &what) {
-      lost_(fmt::format("key {}: {}", Quoted(key), what));
+      lost_(fmt::format("key {}: {}", Shown(key), what));
     };
     if (sectionStarts) {
       Section(first, lose);
@@ -481,7 +486,7 @@ class TextFormCheck {
 
   void Entry(const std::string &key, const EDCT_ENTRY &entry) {
     const auto lose = [&](const std::string &what) {
-      lost_(fmt::format("key {}: {}", Quoted(key), what));
+      lost_(fmt::format("key {}: {}", Shown(key), what));
     };
     if (!Paired(entry)) return;  // said where the section begins
     if (entry.Content == EDCT_CONTENT_BROAD_NARROWS) {
@@ -489,14 +494,14 @@ class TextFormCheck {
     } else if (entry.Content == EDCT_CONTENT_ORTHOGRAPHIC) {
       const std::string text = OrthographicText(entry);
       if (const char *why = Unwritable(text, true))
-        lose(fmt::format("the data {} {}", Quoted(text), why));
+        lose(fmt::format("the data {} {}", Shown(text), why));
       else if (entry.DataSize != ReadBackSize(entry))
         lose(
             "the data is not one string with its terminator: the text form carries it up to "
             "its first NUL");
       else if (Narrow(entry) && !SurvivesUnits(text))
-        lose(fmt::format("the data {} {} (write the text stream as UTF-8)", Quoted(text),
-                         kNotUnits));
+        lose(
+            fmt::format("the data {} {} (write the text stream as UTF-8)", Shown(text), kNotUnits));
     } else if (entry.DataSize == 0) {
       lose(fmt::format("the data {}", Unwritable("")));
     }
@@ -553,9 +558,9 @@ class TextFormCheck {
                         Lose lose) {
     if (value) {
       if (const char *why = Unwritable(*value))
-        lose(fmt::format("the {} {} {}", name, Quoted(*value), why));
+        lose(fmt::format("the {} {} {}", name, Shown(*value), why));
       else if (!SurvivesUnits(*value))
-        lose(fmt::format("the {} {} {}", name, Quoted(*value), kNotUnits));
+        lose(fmt::format("the {} {} {}", name, Shown(*value), kNotUnits));
     } else if (earlier) {
       lose(fmt::format(
           "the section has no {}, but an earlier one has: it reads back with that one's", name));
@@ -578,13 +583,14 @@ class TextFormCheck {
       line += "//" + piece;
     }
     if (size < entry.DataSize)
-      lose(fmt::format("an empty piece in the list: the text form ends it there, at {}", line));
+      lose(fmt::format("an empty piece in the list: the text form ends it there, at {}",
+                       Shown(line)));
     else if (size > entry.DataSize)
       lose("the list lacks its closing NUL");
     if (line.find_first_of("\r\n") != std::string::npos)
       return lose("a piece of the list holds a line end");
     if (Narrow(entry) && !SurvivesUnits(line))
-      lose(fmt::format("the list {} {} (write the text stream as UTF-8)", line, kNotUnits));
+      lose(fmt::format("the list {} {} (write the text stream as UTF-8)", Shown(line), kNotUnits));
     std::string_view read(line);
     while (Blank(read.back()))
       read.remove_suffix(1);
@@ -595,7 +601,7 @@ class TextFormCheck {
       if (next == std::string_view::npos) break;
       at = next + 2;
     }
-    if (back != pieces) lose(fmt::format("the list {} reads back as other pieces", line));
+    if (back != pieces) lose(fmt::format("the list {} reads back as other pieces", Shown(line)));
   }
 
   const bool sixteen_;  // 8-bit data goes out as 16-bit units

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <string>
+#include <type_traits>
 #include <vector>
 
 #include "speechcommon.h"
@@ -66,7 +67,10 @@ VQRESULT cli::Walk(SafeHandle dictionary, Visit visit) {
     uint32_t count = 0, newSection = 0;
     result = edct_DctItCurrent(iterator.handle, &key, &entries, &count, &newSection);
     if (result) break;
-    visit(Utf8(key), entries, count, newSection != 0);
+    if constexpr (std::is_invocable_v<Visit, const char16_t *, const EDCT_ENTRY *, uint32_t, bool>)
+      visit(key, entries, count, newSection != 0);
+    else
+      visit(Utf8(key), entries, count, newSection != 0);
     result = edct_DctItIncrement(iterator.handle);
     if (result) break;
   }

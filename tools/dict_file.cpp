@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "tools/cli.h"
+#include "tools/dict_entries.h"
 #include "tools/result_codes.h"
 
 namespace cli {
@@ -187,7 +188,35 @@ std::string ArchiveImage(SafeHandle dictionary, bool swap, const std::string &pa
   return std::string(reinterpret_cast<const char *>(image.data()), size);
 }
 
+namespace {
+
+// A writable copy whose keys hold their records in the opposite order. Each record read from
+// text goes in front of those read before it, so text written from the copy reads back with
+// the records in the original's order.
+std::unique_ptr<DictHandle> ReversedCopy(SafeHandle dictionary, const std::string &path) {
+  Doing("copying", path);
+  std::unique_ptr<DictHandle> copy = DictHandle::Writable();
+  EDCT_INFO info{};
+  VQRESULT result = edct_DctGetInfo(dictionary, &info);
+  if (!result) {
+    result = edct_DctSetInfo(copy->get(), &info);
+    edct_DctFreeInfo(dictionary, &info);
+  }
+  VQRESULT added = 0;
+  if (!result)
+    result =
+        Walk(dictionary, [&](const char16_t *key, const EDCT_ENTRY *entries, uint32_t count, bool) {
+          if (!added) added = edct_DctAddEntry(copy->get(), key, entries, count);
+        });
+  if (result || added)
+    throw Failure(path + ": cannot copy it for writing: " + Describe(result ? result : added));
+  return copy;
+}
+
+}  // namespace
+
 std::string TextStream(SafeHandle dictionary, Encoding encoding, const std::string &path) {
+  const std::unique_ptr<DictHandle> copy = ReversedCopy(dictionary, path);
   // The library writes 16-bit streams in the host's order; the other order is swapped here.
   const bool sixteen = encoding == Encoding::kUcs2le || encoding == Encoding::kUcs2be;
   const uint32_t wanted = encoding == Encoding::kUcs2le   ? EDCT_FORMAT_UCS2LE
@@ -195,8 +224,8 @@ std::string TextStream(SafeHandle dictionary, Encoding encoding, const std::stri
                                                           : EDCT_FORMAT_UTF8;
   Doing("writing the text stream of", path);
   Collected out;
-  const VQRESULT result =
-      edct_DctWriteStream(dictionary, Collected::Write, sixteen ? HostOrderFormat() : wanted, &out);
+  const VQRESULT result = edct_DctWriteStream(copy->get(), Collected::Write,
+                                              sixteen ? HostOrderFormat() : wanted, &out);
   out.guard.Rethrow();
   if (result) throw Failure(path + ": cannot write the text stream: " + Describe(result));
   if (sixteen && wanted != HostOrderFormat())
