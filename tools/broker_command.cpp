@@ -186,11 +186,12 @@ int List(const BrokerOptions &options) {
                          {"brokerString", engine.brokerString},
                          {"name", engine.name},
                          {"version", engine.version ? Json(*engine.version) : Json()},
-                         {"addons", addons}});
+                         {"addons", std::move(addons)}});
     }
     for (const Listed &addon : kept(lists.shared))
       shared.push_back(AddonJson(addon));
-    PrintJson({{"root", options.root}, {"engines", engines}, {"shared", shared}});
+    PrintJson(
+        {{"root", options.root}, {"engines", std::move(engines)}, {"shared", std::move(shared)}});
     return kOk;
   }
   fmt::print("engines below {}:\n", options.root);

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
+#include <exception>
 #include <new>
 #include <string>
 #include <utility>
@@ -166,10 +167,41 @@ int Run(int argc, char **argv) {
   return status;
 }
 
+// Memory for the way out: an allocation that fails while an exception unwinds (a JSON tree
+// takes a stack to free its nodes) is given this block and goes on.
+constexpr size_t kReserve = 4 << 20;
+void *g_reserve = nullptr;
+
+void OnExhausted() {
+  if (!g_reserve || std::uncaught_exceptions() == 0) throw std::bad_alloc();
+  std::free(g_reserve);
+  g_reserve = nullptr;  // operator new tries again
+}
+
+// An exception that reaches a frame that lets none through (a destructor that allocates, at
+// the moment memory ran out) ends the tool here: reported like any other, with status 1.
+[[noreturn]] void OnTerminate() {
+  const char *what = "unexpected failure";
+  if (const std::exception_ptr current = std::current_exception()) {
+    try {
+      std::rethrow_exception(current);
+    } catch (const std::bad_alloc &) {
+      what = "out of memory";
+    } catch (...) {
+    }
+  }
+  std::fflush(stdout);
+  std::fprintf(stderr, "speechcommon: %s while %s\n", what, cli::WhatIsBeingDone());
+  std::_Exit(cli::kFailed);
+}
+
 }  // namespace
 
 // Reading the command line takes memory too: nothing that runs out ends the tool with an abort.
 int main(int argc, char **argv) {
+  g_reserve = std::malloc(kReserve);
+  std::set_terminate(OnTerminate);
+  std::set_new_handler(OnExhausted);
   try {
     return Run(argc, argv);
   } catch (const std::bad_alloc &) {
