@@ -5,6 +5,8 @@
 //                      scan reads: the engine headers and the shared add-ons)
 //   FirstObjectOpen    the first object on an engine with 50 add-ons  vs  the same walk of that
 //                      engine's directory
+//   ListManyAddons     class open, an object and the component list over 10,000 and 40,000
+//                      shared add-ons  vs  recursive_directory_iterator reading every file
 //   DefaultResolution  brk_InfoQuery of "/def" strings (100,000 per run; median and 99th
 //                      percentile per call as counters)  vs  the same selection over vectors of
 //                      std::u16string
@@ -191,6 +193,68 @@ void FirstObjectOpenPeer(benchmark::State &state) {
     benchmark::DoNotOptimize(WalkAndRead(engine / "voices"));
 }
 BENCHMARK(FirstObjectOpenPeer)->Unit(benchmark::kMicrosecond);
+
+// Many add-ons: a root whose shared directory holds `count` add-ons, 400 to a directory, made
+// once per size. Listing them (class open, an object, the component list) should grow with
+// their number as the peer's walk and reads do, not faster.
+class ManyAddonsRoot {
+ public:
+  explicit ManyAddonsRoot(int count) {
+    std::random_device seed;
+    path_ = fs::temp_directory_path() /
+            ("sc_brk_bench_many_" + std::to_string(count) + "_" + std::to_string(seed()));
+    for (int n = 0; n < count; ++n) {
+      const fs::path file = path_ / "shared" / Number(n / 400, "d") / (std::to_string(n) + ".hdr");
+      if (n % 400 == 0) fs::create_directories(file.parent_path());
+      std::u16string text = u"<VQS>\r\n<VERSION>VQ_1.0</VERSION>\r\n<HEADER>\r\n";
+      text += Element("COMPTYPE", "VOICE") + Element("BROKERSTRING", "v/" + std::to_string(n)) +
+              Element("NAME", "Voice " + std::to_string(n)) + Element("PRIORITY", "1");
+      text += u"</HEADER>\r\n</VQS>";
+      std::ofstream(file, std::ios::binary) << "\xFF\xFE" << Le(text);
+    }
+  }
+  ~ManyAddonsRoot() {
+    std::error_code ignored;
+    fs::remove_all(path_, ignored);
+  }
+  std::string Path() const { return path_.string(); }
+
+ private:
+  fs::path path_;
+};
+
+const ManyAddonsRoot &ManyAddons(int count) {
+  static const ManyAddonsRoot ten(10000);
+  if (count == 10000) return ten;
+  static const ManyAddonsRoot forty(40000);
+  return forty;
+}
+
+void ListManyAddons(benchmark::State &state) {
+  const std::string root = ManyAddons(static_cast<int>(state.range(0))).Path();
+  for (auto _ : state) {
+    BrkClass *cls = nullptr;
+    BrkObject *object = nullptr;
+    BrkComponentList *list = nullptr;
+    if (brk_ClassOpenEx(&cls, root.c_str(), g_vqNullHandle, nullptr) ||
+        brk_ObjOpen(&object, nullptr, nullptr, cls, nullptr) ||
+        brk_ComponentListQuery(object, "VOICE", &list) || list->count != state.range(0))
+      state.SkipWithError("list");
+    brk_ComponentListRelease(object, list);
+    brk_ObjClose(object);
+    brk_ClassClose(cls);
+  }
+  state.SetItemsProcessed(state.iterations() * state.range(0));
+}
+BENCHMARK(ListManyAddons)->Arg(10000)->Arg(40000)->Unit(benchmark::kMillisecond);
+
+void ListManyAddonsPeer(benchmark::State &state) {
+  const fs::path root = ManyAddons(static_cast<int>(state.range(0))).Path();
+  for (auto _ : state)
+    benchmark::DoNotOptimize(WalkAndRead(root));
+  state.SetItemsProcessed(state.iterations() * state.range(0));
+}
+BENCHMARK(ListManyAddonsPeer)->Arg(10000)->Arg(40000)->Unit(benchmark::kMillisecond);
 
 // Default-form strings: within the engine's add-ons, across all of them, and ones that only
 // the shared add-ons answer.

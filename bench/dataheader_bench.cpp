@@ -3,6 +3,7 @@
 #include <benchmark/benchmark.h>
 
 #include <cstdio>
+#include <cstring>
 #include <filesystem>
 #include <string>
 #include <vector>
@@ -59,10 +60,18 @@ const TestFile &File() {
   return file;
 }
 
-uint64_t Sum(const void *data, size_t size) {
-  uint64_t sum = 0;
+// Reads every byte, eight at a time; one routine for the library's windows and the peer's
+// whole block, so that neither gains from how the compiler treats its call site.
+[[gnu::noinline]] uint64_t Sum(const void *data, size_t size) {
   const auto *bytes = static_cast<const unsigned char *>(data);
-  for (size_t i = 0; i < size; ++i)
+  uint64_t sum = 0;
+  size_t i = 0;
+  for (; i + 8 <= size; i += 8) {
+    uint64_t word;
+    std::memcpy(&word, bytes + i, sizeof word);
+    sum += word;
+  }
+  for (; i < size; ++i)
     sum += bytes[i];
   return sum;
 }

@@ -3,7 +3,7 @@
 // - adding and looking up (edct_DctGetEntryData + edct_DctFreeEntryData) in a writable
 //   dictionary, beside std::map<std::u16string, std::vector<std::string>>;
 // - archiving the dictionary (beside memcpy of the image), loading the image writable and
-//   opening it read-only;
+//   opening it read-only, and checking it first (also over 1,000 small sections);
 // - read-only lookups over UTF-8 keys and over UTF-16 keys (a second word list in CJK
 //   characters, which the writer stores as UTF-16), beside std::lower_bound over a sorted
 //   std::vector and beside tinycdb holding the same keys and data.
@@ -272,6 +272,61 @@ void BM_OpenReadOnlySmallImage(benchmark::State &state) {
   edct_DctClose(dictionary);
 }
 BENCHMARK(BM_OpenReadOnlySmallImage);
+
+// Checking an image before trusting it, beside the opens above: a pass over each section's
+// two offset tables (1,000,000 keys in one section), and over many small sections.
+void BM_CheckImage(benchmark::State &state) {
+  uint32_t size = 0;
+  const std::vector<uint32_t> &image = Image(state.range(0) != 0, &size);
+  for (auto _ : state)
+    if (edct_DctCheckImage(image.data(), size)) state.SkipWithError("check");
+  state.counters["keys"] = kWords;
+}
+BENCHMARK(BM_CheckImage)->Arg(0)->Arg(1)->Unit(benchmark::kMicrosecond);
+
+// 1,000 sections of 10 keys each (one language per section).
+const std::vector<uint32_t> &ManySections(uint32_t *size) {
+  static uint32_t bytes = 0;
+  static const std::vector<uint32_t> image = [] {
+    SafeHandle dictionary;
+    edct_DctOpen(g_vqNullHandle, nullptr, EDCT_OPEN_WRITABLE, nullptr, nullptr, &dictionary);
+    const std::string data = "d";
+    for (int section = 0; section < 1000; ++section) {
+      const std::string language = "l" + std::to_string(section);
+      EDCT_ENTRY entry = EntryFor(data);
+      entry.Language = language.c_str();
+      for (int key = 0; key < 10; ++key) {
+        const std::u16string word = u"w" + std::u16string(1, char16_t(u'a' + key));
+        edct_DctAddEntry(dictionary, word.c_str(), &entry, 1);
+      }
+    }
+    std::vector<uint32_t> archived = ArchiveOf(dictionary, &bytes);
+    edct_DctClose(dictionary);
+    return archived;
+  }();
+  *size = bytes;
+  return image;
+}
+
+void BM_CheckImageManySections(benchmark::State &state) {
+  uint32_t size = 0;
+  const std::vector<uint32_t> &image = ManySections(&size);
+  for (auto _ : state)
+    if (edct_DctCheckImage(image.data(), size)) state.SkipWithError("check");
+}
+BENCHMARK(BM_CheckImageManySections)->Unit(benchmark::kMicrosecond);
+
+void BM_OpenReadOnlyManySections(benchmark::State &state) {
+  uint32_t size = 0;
+  const std::vector<uint32_t> &image = ManySections(&size);
+  for (auto _ : state) {
+    SafeHandle view;
+    if (edct_DctOpen(g_vqNullHandle, image.data(), EDCT_OPEN_READONLY, nullptr, nullptr, &view))
+      state.SkipWithError("open");
+    edct_DctClose(view);
+  }
+}
+BENCHMARK(BM_OpenReadOnlyManySections)->Unit(benchmark::kMicrosecond);
 
 // ---- Read-only lookups -------------------------------------------------------------------
 

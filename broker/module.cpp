@@ -157,6 +157,9 @@ VQRESULT ModulePath(const BrkObject *object, Engine *engine, Addon *addon, char1
     directory = addon->directory;
   }
   if (!dll) return BRK_E_TAG_NOT_FOUND;
+  // A header names its module, but never one outside the installation it belongs to.
+  if (!PathStaysBelow(View(object->cls->rootDirectory), View(directory), View(dll)))
+    return BRK_E_MODULE_OUTSIDE_ROOT;
   *path = JoinPath(heap, View(directory), View(dll));
   return *path ? 0 : BRK_E_OUT_OF_MEMORY;
 }

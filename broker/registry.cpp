@@ -43,6 +43,91 @@ class HeapString {
   char *text_;
 };
 
+// An open-addressed set from the class heap, for one scan: the directories it has listed and
+// the broker strings of the list it adds to. Traits give the item type, its hash and equality.
+template <class Traits>
+class ScanSet {
+ public:
+  using Item = typename Traits::Item;
+  explicit ScanSet(HeapInstance heap) : heap_(heap) {}
+  ~ScanSet() { heap_Free(heap_, slots_); }
+  ScanSet(const ScanSet &) = delete;
+  ScanSet &operator=(const ScanSet &) = delete;
+
+  // The equal item already held, or null after adding this one. *full is set when the set
+  // could not grow (nothing added then).
+  const Item *Insert(const Item &item, bool *full) {
+    *full = false;
+    if ((count_ + 1) * 2 > capacity_ && !Grow()) {
+      *full = true;
+      return nullptr;
+    }
+    Slot &slot = Find(item);
+    if (slot.used) return &slot.item;
+    slot = {item, true};
+    ++count_;
+    return nullptr;
+  }
+
+ private:
+  struct Slot {
+    Item item;
+    bool used;
+  };
+  Slot &Find(const Item &item) const {
+    size_t at = static_cast<size_t>(Traits::Hash(item)) & (capacity_ - 1);
+    while (slots_[at].used && !Traits::Equal(slots_[at].item, item))
+      at = (at + 1) & (capacity_ - 1);
+    return slots_[at];
+  }
+  bool Grow() {
+    const size_t capacity = capacity_ ? capacity_ * 2 : 64;
+    auto *slots = static_cast<Slot *>(heap_Calloc(heap_, capacity, sizeof(Slot)));
+    if (!slots) return false;
+    Slot *old = slots_;
+    const size_t oldCapacity = capacity_;
+    slots_ = slots;
+    capacity_ = capacity;
+    for (size_t i = 0; i < oldCapacity; ++i)
+      if (old[i].used) Find(old[i].item) = old[i];
+    heap_Free(heap_, old);
+    return true;
+  }
+
+  HeapInstance heap_;
+  Slot *slots_ = nullptr;
+  size_t capacity_ = 0;
+  size_t count_ = 0;
+};
+
+uint64_t Mix(uint64_t value) {
+  value ^= value >> 31;
+  value *= 0x9E3779B97F4A7C15u;
+  return value ^ (value >> 29);
+}
+
+struct DirectoryTraits {
+  using Item = plat::DirectoryIdentity;
+  static uint64_t Hash(const Item &item) { return Mix(item.inode * 31 + item.device); }
+  static bool Equal(const Item &a, const Item &b) {
+    return a.inode == b.inode && a.device == b.device;
+  }
+};
+
+struct BrokerStringTraits {
+  using Item = const Addon *;
+  static uint64_t Hash(const Addon *addon) {
+    uint64_t hash = 0xCBF29CE484222325u;  // FNV-1a over the units
+    for (size_t i = 0; i < addon->brokerLength; ++i)
+      hash = (hash ^ addon->brokerString[i]) * 0x100000001B3u;
+    return Mix(hash);
+  }
+  static bool Equal(const Addon *a, const Addon *b) {
+    return std::u16string_view(a->brokerString, a->brokerLength) ==
+           std::u16string_view(b->brokerString, b->brokerLength);
+  }
+};
+
 bool IsEngineType(std::u16string_view type) {
   for (std::u16string_view known : kEngineTypes)
     if (type == known) return true;
@@ -58,18 +143,6 @@ bool ReadRequiredTags(Tag *first, const char16_t *&type, const char16_t *&broker
   return type && brokerString && name;
 }
 
-// The link at the tail of the list, or null when a record there has the same broker string
-// (case included): within one list the first reading of a broker string wins.
-std::atomic<Addon *> *TailUnlessListed(std::atomic<Addon *> &list, const Addon *record) {
-  const std::u16string_view brokerString(record->brokerString, record->brokerLength);
-  std::atomic<Addon *> *link = &list;
-  while (Addon *at = link->load(std::memory_order_acquire)) {
-    if (std::u16string_view(at->brokerString, at->brokerLength) == brokerString) return nullptr;
-    link = &at->next;
-  }
-  return link;
-}
-
 void FreeAddon(HeapInstance heap, Addon *addon) {
   hdrpars_DeleteFileStructure(addon->header);
   heap_Free(heap, addon->directory);
@@ -83,21 +156,54 @@ struct DropAddon {
 };
 using AddonBeingRead = std::unique_ptr<Addon, DropAddon>;
 
-// The add-ons one scan finds for a list. They join the list together, at its tail, once the
-// whole scan has succeeded; a scan cut short leaves the list as it was, and readers never see
-// a record of it.
-class Batch {
+// One scan of add-ons for a list (an engine's, or the shared one). It keeps the real
+// directories it has listed (by device and inode, so that a link back up the tree, or two
+// links to one directory, lead nowhere new) and the broker strings of the list and of what it
+// found, so that within one list the first reading of a broker string wins without a walk of
+// the list per record. What it finds joins the list together, at its tail, once the whole scan
+// has succeeded; a scan cut short leaves the list as it was, and readers never see a record
+// of it.
+class Scan {
  public:
-  Batch(HeapInstance heap, std::atomic<Addon *> &list) : heap_(heap), list_(list) {}
-  ~Batch() { FreeAddons(heap_, found_.load(std::memory_order_relaxed)); }
-  Batch(const Batch &) = delete;
-  Batch &operator=(const Batch &) = delete;
+  Scan(BrkClass *cls, Engine *engine, std::atomic<Addon *> &list)
+      : cls_(cls), engine_(engine), directories_(cls->heap), names_(cls->heap), list_(list) {}
+  ~Scan() { FreeAddons(cls_->heap, found_.load(std::memory_order_relaxed)); }
+  Scan(const Scan &) = delete;
+  Scan &operator=(const Scan &) = delete;
 
-  // Takes the record, unless the list or the batch has its broker string already.
-  void Add(AddonBeingRead record) {
-    std::atomic<Addon *> *link =
-        TailUnlessListed(list_, record.get()) ? TailUnlessListed(found_, record.get()) : nullptr;
-    if (link) link->store(record.release(), std::memory_order_relaxed);
+  BrkClass *cls() const { return cls_; }
+  Engine *engine() const { return engine_; }
+
+  // Takes in the broker strings already listed; the out-of-memory code when the set cannot
+  // hold them.
+  VQRESULT Start() {
+    for (Addon *at = list_.load(std::memory_order_acquire); at;
+         at = at->next.load(std::memory_order_acquire)) {
+      bool full;
+      names_.Insert(at, &full);
+      if (full) return BRK_E_OUT_OF_MEMORY;
+    }
+    return 0;
+  }
+  // Whether the listing shows a directory this scan has not listed yet; a listing whose
+  // directory cannot be told counts as new (it lists nothing anyway). False with *full set
+  // when the set could not grow.
+  bool IsNew(const plat::DirectoryListing &listing, bool *full) {
+    *full = false;
+    plat::DirectoryIdentity identity;
+    if (!listing.Identity(identity)) return true;
+    const bool seen = directories_.Insert(identity, full) != nullptr;
+    return !seen && !*full;
+  }
+  // Takes the record, unless the list or the scan has its broker string (case included)
+  // already; the out-of-memory code when the set cannot grow.
+  VQRESULT Add(AddonBeingRead record) {
+    bool full;
+    if (names_.Insert(record.get(), &full) || full) return full ? BRK_E_OUT_OF_MEMORY : 0;
+    Addon *added = record.release();
+    tail_->store(added, std::memory_order_relaxed);
+    tail_ = &added->next;
+    return 0;
   }
   // Links what was found, complete, at the list's tail.
   void Commit() {
@@ -105,12 +211,17 @@ class Batch {
     while (Addon *at = tail->load(std::memory_order_acquire))
       tail = &at->next;
     tail->store(found_.exchange(nullptr, std::memory_order_relaxed), std::memory_order_release);
+    tail_ = &found_;
   }
 
  private:
-  HeapInstance heap_;
+  BrkClass *cls_;
+  Engine *engine_;
+  ScanSet<DirectoryTraits> directories_;
+  ScanSet<BrokerStringTraits> names_;
   std::atomic<Addon *> &list_;
   std::atomic<Addon *> found_{nullptr};
+  std::atomic<Addon *> *tail_ = &found_;
 };
 
 // One engine header in an engine directory. Whatever is wrong with it only skips it.
@@ -136,17 +247,17 @@ void ReadEngineHeader(BrkClass *cls, const char *path, const char *directory, En
   tail = &engine->next;
 }
 
-// One add-on file found in `directory`, for an engine or for the shared list. What is wrong
-// with the file only skips it; running out of memory fails the scan, so that no add-on is
-// left out unnoticed.
-VQRESULT ReadAddonFile(BrkClass *cls, const char *path, const char *directory, Engine *engine,
-                       Batch &found) {
+// One add-on file found in `directory`, for the scan's engine or for the shared list. What is
+// wrong with the file only skips it; running out of memory fails the scan, so that no add-on
+// is left out unnoticed.
+VQRESULT ReadAddonFile(Scan &scan, const char *path, const char *directory) {
+  BrkClass *cls = scan.cls();
   AddonBeingRead addon(NewRecord<Addon>(cls->heap), DropAddon{cls->heap});
   if (!addon) return BRK_E_OUT_OF_MEMORY;
   if (const VQRESULT read = hdrpars_ReadFileHeader(path, &addon->header))
     return read == HDRPARS_E_OUT_OF_MEMORY ? BRK_E_OUT_OF_MEMORY : 0;
   Tag *tags = addon->firstTag = addon->header->tags;
-  if (engine) {
+  if (Engine *engine = scan.engine()) {
     // The add-on names the engines it serves; one that names none serves every engine below
     // whose directory it lies.
     const char16_t *engines = TagValue(tags, kEngineTag);
@@ -161,53 +272,55 @@ VQRESULT ReadAddonFile(BrkClass *cls, const char *path, const char *directory, E
   // A listed directory always has a wide form: only memory can be missing.
   addon->directory = WideFromBytes(cls->heap, directory);
   if (!addon->directory) return BRK_E_OUT_OF_MEMORY;
-  found.Add(std::move(addon));
-  return 0;
+  return scan.Add(std::move(addon));
 }
 
 // Reads the files of one pattern in the directory as add-ons.
-VQRESULT ReadAddonFiles(BrkClass *cls, const char *directory, const char *pattern, Engine *engine,
-                        Batch &found) {
+VQRESULT ReadAddonFiles(Scan &scan, const char *directory, const char *pattern) {
   plat::DirectoryListing listing(directory);
   while (const char *name = listing.NextMatch(pattern)) {
-    HeapString path(cls->heap, JoinPath(cls->heap, directory, name));
+    HeapString path(scan.cls()->heap, JoinPath(scan.cls()->heap, directory, name));
     if (!path) return BRK_E_OUT_OF_MEMORY;
-    SC_TRY(ReadAddonFile(cls, path.get(), directory, engine, found));
+    SC_TRY(ReadAddonFile(scan, path.get(), directory));
   }
   return 0;
 }
 
 // The add-on files of a directory ("*.hdr" first, then "*.dat"), then its subdirectories,
-// depth first.
-VQRESULT ScanAddonDirectory(BrkClass *cls, const char *directory, Engine *engine, Batch &found,
-                            int depth) {
-  VQRESULT result = ReadAddonFiles(cls, directory, "*.hdr", engine, found);
-  if (!result) result = ReadAddonFiles(cls, directory, "*.dat", engine, found);
-  if (result || depth >= kMaxDepth) return result;
-  plat::DirectoryListing listing(directory);
-  while (const char *name = listing.NextSubdirectory()) {
-    HeapString path(cls->heap, JoinPath(cls->heap, directory, name));
+// depth first. A directory the scan has listed before, reached again through a link, adds
+// nothing.
+VQRESULT ScanAddonDirectory(Scan &scan, const char *directory, int depth) {
+  plat::DirectoryListing subdirectories(directory);
+  bool full;
+  if (!scan.IsNew(subdirectories, &full)) return full ? BRK_E_OUT_OF_MEMORY : 0;
+  SC_TRY(ReadAddonFiles(scan, directory, "*.hdr"));
+  SC_TRY(ReadAddonFiles(scan, directory, "*.dat"));
+  if (depth >= kMaxDepth) return 0;
+  while (const char *name = subdirectories.NextSubdirectory()) {
+    HeapString path(scan.cls()->heap, JoinPath(scan.cls()->heap, directory, name));
     if (!path) return BRK_E_OUT_OF_MEMORY;
-    result = ScanAddonDirectory(cls, path.get(), engine, found, depth + 1);
-    if (result) return result;
+    SC_TRY(ScanAddonDirectory(scan, path.get(), depth + 1));
   }
   return 0;
 }
 
 // Runs the add-on directory scan on every subdirectory of `directory`; files directly in it
-// are not add-ons.
-VQRESULT ScanSubdirectories(BrkClass *cls, const char *directory, Engine *engine, Batch &found) {
+// are not add-ons, and a link back to it leads nowhere.
+VQRESULT ScanSubdirectories(Scan &scan, const char *directory) {
   plat::DirectoryListing listing(directory);
+  bool full;
+  scan.IsNew(listing, &full);
+  if (full) return BRK_E_OUT_OF_MEMORY;
   while (const char *name = listing.NextSubdirectory()) {
-    HeapString path(cls->heap, JoinPath(cls->heap, directory, name));
+    HeapString path(scan.cls()->heap, JoinPath(scan.cls()->heap, directory, name));
     if (!path) return BRK_E_OUT_OF_MEMORY;
-    const VQRESULT result = ScanAddonDirectory(cls, path.get(), engine, found, 1);
-    if (result) return result;
+    SC_TRY(ScanAddonDirectory(scan, path.get(), 1));
   }
   return 0;
 }
 
-VQRESULT LoadInlineAddons(BrkClass *cls, Engine *engine, Batch &found) {
+VQRESULT LoadInlineAddons(Scan &scan, Engine *engine) {
+  BrkClass *cls = scan.cls();
   for (Tag *element = FindTag(engine->header->tags, kAddonTag); element;
        element = FindTag(element->next, kAddonTag)) {
     // A record that cannot be made fails the whole load rather than being skipped.
@@ -217,7 +330,7 @@ VQRESULT LoadInlineAddons(BrkClass *cls, Engine *engine, Batch &found) {
     if (!ReadRequiredTags(addon->firstTag, addon->componentType, addon->brokerString, addon->name))
       continue;
     addon->brokerLength = View(addon->brokerString).size();
-    found.Add(std::move(addon));
+    SC_TRY(scan.Add(std::move(addon)));
   }
   return 0;
 }
@@ -294,11 +407,22 @@ VQRESULT ScanEngines(BrkClass *cls) {
   Engine **tail = &cls->engines;
   while (*tail)
     tail = &(*tail)->next;
+  // Engine directories are told apart by identity too: a link to the root or to another
+  // engine directory lists no engine twice.
+  std::atomic<Addon *> none{nullptr};
+  Scan scan(cls, nullptr, none);
+  bool full;
   plat::DirectoryListing subdirectories(root.get());
+  scan.IsNew(subdirectories, &full);
+  if (full) return BRK_E_OUT_OF_MEMORY;
   while (const char *name = subdirectories.NextSubdirectory()) {
     HeapString directory(cls->heap, JoinPath(cls->heap, root.get(), name));
     if (!directory) return BRK_E_OUT_OF_MEMORY;
     plat::DirectoryListing files(directory.get());
+    if (!scan.IsNew(files, &full)) {
+      if (full) return BRK_E_OUT_OF_MEMORY;
+      continue;
+    }
     while (const char *file = files.NextMatch("*.hdr")) {
       HeapString path(cls->heap, JoinPath(cls->heap, directory.get(), file));
       if (!path) return BRK_E_OUT_OF_MEMORY;
@@ -314,19 +438,21 @@ VQRESULT ScanSharedAddons(BrkClass *cls) {
   HeapString shared(cls->heap, BytesFromWide(cls->heap, widePath));
   heap_Free(cls->heap, widePath);
   if (!shared) return BRK_E_UNEXPECTED;
-  Batch found(cls->heap, cls->sharedAddons);
-  SC_TRY(ScanSubdirectories(cls, shared.get(), nullptr, found));
-  found.Commit();
+  Scan scan(cls, nullptr, cls->sharedAddons);
+  SC_TRY(scan.Start());
+  SC_TRY(ScanSubdirectories(scan, shared.get()));
+  scan.Commit();
   return 0;
 }
 
 VQRESULT LoadEngineAddons(BrkClass *cls, Engine *engine) {
-  Batch found(cls->heap, engine->addons);
-  SC_TRY(LoadInlineAddons(cls, engine, found));
+  Scan scan(cls, engine, engine->addons);
+  SC_TRY(scan.Start());
+  SC_TRY(LoadInlineAddons(scan, engine));
   HeapString directory(cls->heap, BytesFromWide(cls->heap, engine->directory));
   if (!directory) return BRK_E_UNEXPECTED;
-  SC_TRY(ScanSubdirectories(cls, directory.get(), engine, found));
-  found.Commit();
+  SC_TRY(ScanSubdirectories(scan, directory.get()));
+  scan.Commit();
   return 0;
 }
 

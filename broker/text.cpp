@@ -30,6 +30,25 @@ char16_t *JoinPath(HeapInstance heap, std::u16string_view directory, std::u16str
   return Join(heap, directory, name);
 }
 
+bool PathStaysBelow(std::u16string_view root, std::u16string_view directory,
+                    std::u16string_view name) {
+  if (!directory.starts_with(root)) return false;
+  size_t depth = 0;
+  for (std::u16string_view rest : {directory.substr(root.size()), name}) {
+    while (!rest.empty()) {
+      const size_t slash = rest.find(u'/');
+      const std::u16string_view part = rest.substr(0, slash);
+      rest = slash == std::u16string_view::npos ? std::u16string_view() : rest.substr(slash + 1);
+      if (part.empty() || part == u".") continue;
+      if (part != u"..")
+        ++depth;
+      else if (depth-- == 0)
+        return false;
+    }
+  }
+  return true;
+}
+
 bool EqualIgnoringCase(std::u16string_view a, std::u16string_view b) {
   return a.size() == b.size() && PrefixEqualIgnoringCase(a, b, a.size());
 }

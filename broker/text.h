@@ -42,6 +42,12 @@ inline char16_t *CopyText(HeapInstance heap, std::u16string_view text) {
 char *JoinPath(HeapInstance heap, std::string_view directory, std::string_view name);
 char16_t *JoinPath(HeapInstance heap, std::u16string_view directory, std::u16string_view name);
 
+// Whether directory + "/" + name stays below root, read as the system reads it: "." and
+// empty parts stay where they are, ".." goes up one directory, and going up from the root
+// leaves it. `directory` is the root or a path below it, as the scan builds it.
+bool PathStaysBelow(std::u16string_view root, std::u16string_view directory,
+                    std::u16string_view name);
+
 inline char16_t FoldAscii(char16_t c) {
   return (c >= u'A' && c <= u'Z') ? static_cast<char16_t>(c + (u'a' - u'A')) : c;
 }

@@ -1,27 +1,79 @@
 // Named data blocks: a block is a file resource whose offsets count from the block's first
 // byte, located through its DATABLOCK element and the first "<BINARYDATA>" of the file.
-#include "dataheader/char_cursor.h"
+#include <algorithm>
+#include <bit>
+#include <cstring>
+#include <utility>
+
 #include "dataheader/tree.h"
+#include "dataheader/tree_store.h"
 #include "dataheader/wide_text.h"
 #include "foundation/alloc.h"
+#include "platform/files.h"
 #include "sc_hdrpars.h"
 
 namespace {
 
 constexpr std::u16string_view kBinaryData = u"<BINARYDATA>";
+// The file is searched this many bytes at a time.
+constexpr size_t kSearchChunk = 256 * 1024;
 
-// Character index of the first "<BINARYDATA>" in the file.
-VQRESULT FindBinaryData(const char *path, uint64_t &index) {
-  ParserResource *file = nullptr;
-  VQRESULT result =
-      hdrpars_OpenResource(path, 0, PARSER_RESOURCE_SIZE_UNKNOWN, PARSER_RESOURCE_FILE, 0, &file);
-  if (result) return result;
-  {
-    sc::hdr::ResourceChars source(file);
-    result = sc::hdr::FindText(source, kBinaryData, 0, index);
+// Character index of the first "<BINARYDATA>" in the file at or after character `from`. The
+// file is read in large chunks and only the places of '<' are compared with the marker; the
+// first match is the same as comparing at every character.
+VQRESULT FindBinaryData(const char *path, uint64_t from, uint64_t &index) {
+  // Characters of a marker that may continue in the next chunk.
+  constexpr size_t kCarried = kBinaryData.size() - 1;
+  sc::plat::File *file = sc::plat::FileOpenForRead(path);
+  if (!file) return HDRPARS_E_FILE_OPEN;
+  if (from && !sc::plat::FileSeek(file, 2 * from)) {
+    sc::plat::FileClose(file);
+    return HDRPARS_E_FILE_READ;
   }
-  hdrpars_CloseResource(file);
-  return result == HDRPARS_E_WRONG_FORMAT ? HDRPARS_E_NO_BINARY_DATA : result;
+  auto *text = static_cast<char16_t *>(sc::RawAlloc(kSearchChunk + 2 * kCarried + 2));
+  if (!text) {
+    sc::plat::FileClose(file);
+    return HDRPARS_E_OUT_OF_MEMORY;
+  }
+  auto *bytes = reinterpret_cast<unsigned char *>(text);
+  VQRESULT result = HDRPARS_E_NO_BINARY_DATA;
+  uint64_t first = from;  // character index of text[0]
+  size_t held = 0;        // bytes
+  for (;;) {
+    const int64_t got = sc::plat::FileRead(file, bytes + held, kSearchChunk);
+    if (got < 0) {
+      result = HDRPARS_E_FILE_READ;
+      break;
+    }
+    if constexpr (std::endian::native == std::endian::big)
+      for (size_t i = held & ~size_t{1}; i + 1 < held + size_t(got); i += 2)
+        std::swap(bytes[i], bytes[i + 1]);
+    held += static_cast<size_t>(got);
+    const size_t units = held / 2;
+    const char16_t *end = text + units;
+    const char16_t *found = nullptr;
+    sc::hdr::ForEachChar(text, end, u'<', [&](const char16_t *at) {
+      if (size_t(end - at) < kBinaryData.size()) return false;
+      if (std::u16string_view(at, kBinaryData.size()) != kBinaryData) return true;
+      found = at;
+      return false;
+    });
+    if (found) {
+      index = first + uint64_t(found - text);
+      result = 0;
+      break;
+    }
+    if (got == 0) break;
+    // The last characters (and an odd byte) stay, so a marker that spans two reads is found
+    // whole.
+    const size_t dropped = units - std::min(units, kCarried);
+    std::memmove(bytes, bytes + 2 * dropped, held - 2 * dropped);
+    first += dropped;
+    held -= 2 * dropped;
+  }
+  sc::RawFree(text);
+  sc::plat::FileClose(file);
+  return result;
 }
 
 VQRESULT OpenBlockSource(const FileStructure *structure, uint32_t offset, uint32_t size,
@@ -29,8 +81,10 @@ VQRESULT OpenBlockSource(const FileStructure *structure, uint32_t offset, uint32
   char *path = nullptr;
   VQRESULT result = sc::hdr::BytesPathFromWide(structure->path, &path);
   if (result) return result;
-  uint64_t index = 0;
-  result = FindBinaryData(path, index);
+  // The reader has searched the text it read already.
+  const sc::hdr::TreeStore *store = sc::hdr::StoreOf(structure);
+  uint64_t index = store ? store->binaryData : 0;
+  if (!store || !store->binaryFound) result = FindBinaryData(path, index, index);
   if (!result) {
     // A block that starts beyond any 32-bit position maps nothing, like any block past the
     // end of its file.

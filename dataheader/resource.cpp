@@ -98,20 +98,28 @@ VQRESULT MapMemory(ParserResource *resource, uint64_t position, int64_t length, 
   return 0;
 }
 
-// Room for a read of `length` bytes at `position`. A request larger than the minimum window
-// gets no more room than the file still holds: a read could not fill more, so the mapping is
-// the same, and a block whose size claims far more than its file costs no huge buffer.
-uint32_t WindowFor(FileState &file, uint64_t position, uint32_t length) {
-  if (length <= file.minimumWindow) return file.minimumWindow;
+// Sources of known size (data blocks) are mostly read from start to end, so a small request
+// reads ahead this far within the source: fewer, larger reads give the same mappings.
+constexpr uint32_t kReadAhead = 64 * 1024;
+
+// Room for a read of `length` bytes at `offset` (`position` in the file). A window larger than
+// the read-ahead gets no more room than the file still holds: a read could not fill more, so
+// the mapping is the same, and a block whose size claims far more than its file costs no huge
+// buffer.
+uint32_t WindowFor(FileState &file, uint32_t offset, uint64_t position, uint32_t length) {
+  uint32_t wanted = std::max(length, file.minimumWindow);
+  if (file.totalSize != PARSER_RESOURCE_SIZE_UNKNOWN && wanted < kReadAhead)
+    wanted = std::max(wanted, std::min(kReadAhead, file.totalSize - offset));
+  if (wanted <= std::max(file.minimumWindow, kReadAhead)) return wanted;
   const int64_t fileSize = sc::plat::FileSize(file.file);
-  if (fileSize < 0) return length;
+  if (fileSize < 0) return wanted;
   const uint64_t left = uint64_t(fileSize) > position ? uint64_t(fileSize) - position : 0;
-  return static_cast<uint32_t>(std::clamp<uint64_t>(left, file.minimumWindow, length));
+  return static_cast<uint32_t>(std::clamp<uint64_t>(left, file.minimumWindow, wanted));
 }
 
 // Makes the window a buffer that holds the file from `position` on, as far as `length`.
-VQRESULT Reload(FileState &file, uint64_t position, uint32_t length) {
-  const uint32_t capacity = WindowFor(file, position, length);
+VQRESULT Reload(FileState &file, uint32_t offset, uint64_t position, uint32_t length) {
+  const uint32_t capacity = WindowFor(file, offset, position, length);
   if (!file.window || file.capacity < capacity || file.mapCount > 0) {
     auto *buffer = static_cast<uint8_t *>(sc::RawAlloc(capacity));
     if (!buffer) return HDRPARS_E_OUT_OF_MEMORY;
@@ -169,7 +177,7 @@ VQRESULT MapFile(ParserResource *resource, uint32_t offset, int64_t length, cons
     *available = wanted;
     return 0;
   }
-  const VQRESULT loaded = Reload(file, position, wanted);
+  const VQRESULT loaded = Reload(file, offset, position, wanted);
   if (loaded) return loaded;
   ++file.mapCount;
   *data = file.window;

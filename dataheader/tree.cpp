@@ -19,20 +19,22 @@ Tag *NewTag(std::u16string_view name, std::u16string_view value) {
   return tag;
 }
 
-void FreeTags(Tag *first) {
-  while (first) {
-    Tag *next = first->next;
-    FreeTags(first->children);
-    RawFree(first->name);
-    RawFree(first->value);
-    RawFree(first);
-    first = next;
-  }
+namespace {
+
+// Compares as View(text) == name does, stopping at the first difference instead of measuring
+// the text first.
+bool NameEquals(const char16_t *text, std::u16string_view name) {
+  if (!text) return name.empty();
+  for (char16_t c : name)
+    if (*text == 0 || *text++ != c) return false;
+  return *text == 0;
 }
+
+}  // namespace
 
 Tag *FindSibling(Tag *first, std::u16string_view name) {
   for (Tag *tag = first; tag; tag = tag->next)
-    if (View(tag->name) == name) return tag;
+    if (NameEquals(tag->name, name)) return tag;
   return nullptr;
 }
 

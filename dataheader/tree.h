@@ -1,4 +1,4 @@
-// Tag trees: making, freeing and searching them.
+// Tag trees: making and searching them (tree_store.h frees them).
 #pragma once
 
 #include <string_view>
@@ -12,10 +12,8 @@ inline constexpr std::u16string_view kBrokerStringName = u"BROKERSTRING";
 inline constexpr std::u16string_view kOffsetName = u"OFFSET";
 inline constexpr std::u16string_view kSizeName = u"SIZE";
 
-// A new childless tag with copies of both strings, or null when out of memory.
+// A new childless tag with copies of both strings (malloc blocks), or null when out of memory.
 Tag *NewTag(std::u16string_view name, std::u16string_view value);
-// Frees the tag, its following siblings and all their children.
-void FreeTags(Tag *first);
 // The first of first and its following siblings with this name, or null.
 Tag *FindSibling(Tag *first, std::u16string_view name);
 // The first DATABLOCK among the siblings whose BROKERSTRING equals name. A DATABLOCK met on

@@ -3,6 +3,7 @@
 #include <cstring>
 
 #include "dataheader/tree.h"
+#include "dataheader/tree_store.h"
 #include "dataheader/wide_text.h"
 #include "foundation/alloc.h"
 #include "platform/files.h"
@@ -100,7 +101,10 @@ VQRESULT WriteBlock(Output &out, const DataBlock &block) {
   return 0;
 }
 
-VQRESULT SetNumberChild(Tag *description, std::u16string_view name, uint32_t number) {
+// The strings and tags replaced here are freed unless they belong to a read structure's own
+// blocks, which go with the structure.
+VQRESULT SetNumberChild(const sc::hdr::TreeStore *store, Tag *description, std::u16string_view name,
+                        uint32_t number) {
   char16_t field[sc::hdr::kNumberField];
   sc::hdr::FormatNumberField(static_cast<int32_t>(number), field);
   const std::u16string_view text(field, sc::hdr::kNumberField);
@@ -109,10 +113,10 @@ VQRESULT SetNumberChild(Tag *description, std::u16string_view name, uint32_t num
   if (child) {
     char16_t *value = sc::hdr::CopyText(text);
     if (!value) return HDRPARS_E_OUT_OF_MEMORY;
-    sc::RawFree(child->value);
+    sc::hdr::ReleaseText(store, child->value);
     child->value = value;
     // An element with children is written as its children, so the number would be lost.
-    sc::hdr::FreeTags(child->children);
+    sc::hdr::ReleaseTags(store, child->children);
     child->children = nullptr;
     return 0;
   }
@@ -139,13 +143,14 @@ VQRESULT PlaceBlocks(FileStructure &structure) {
     if (!brokerString) return HDRPARS_E_TAG_MISSING;
     if (!HasOpenBlock(structure, View(brokerString->value))) return HDRPARS_E_DATABLOCK_NOT_FOUND;
   }
+  const sc::hdr::TreeStore *store = sc::hdr::StoreOf(&structure);
   uint32_t offset = 0;
   for (const DataBlock *block = structure.dataBlocks; block; block = block->next) {
     Tag *description = nullptr;
     VQRESULT result =
         sc::hdr::FindBlockDescription(structure.tags, View(block->name), &description);
-    if (!result) result = SetNumberChild(description, sc::hdr::kSizeName, block->size);
-    if (!result) result = SetNumberChild(description, sc::hdr::kOffsetName, offset);
+    if (!result) result = SetNumberChild(store, description, sc::hdr::kSizeName, block->size);
+    if (!result) result = SetNumberChild(store, description, sc::hdr::kOffsetName, offset);
     if (result) return result;
     offset += block->size;
   }
@@ -242,8 +247,9 @@ SC_API VQRESULT hdrpars_WriteFile(FileStructure *structure) {
 
 SC_API VQRESULT hdrpars_DeleteFileStructure(FileStructure *structure) {
   if (!structure) return 0;
+  sc::hdr::TreeStore *store = sc::hdr::StoreOf(structure);
   sc::RawFree(structure->path);
-  sc::hdr::FreeTags(structure->tags);
+  sc::hdr::ReleaseTags(store, structure->tags);
   for (DataBlock *block = structure->dataBlocks; block;) {
     DataBlock *next = block->next;
     // A source that still has mappings stays open, so those mappings stay valid.
@@ -252,7 +258,10 @@ SC_API VQRESULT hdrpars_DeleteFileStructure(FileStructure *structure) {
     sc::RawFree(block);
     block = next;
   }
-  sc::RawFree(structure);
+  if (store)
+    sc::hdr::DeleteTreeStore(store);
+  else
+    sc::RawFree(structure);
   return 0;
 }
 

@@ -306,6 +306,8 @@ SC_API VQRESULT brk_ObjCloseEx(BrkObject *object);
  * @retval BRK_E_BROKER_STRING_NOT_FOUND No engine of the object and no reachable add-on.
  * @retval BRK_E_TAG_NOT_FOUND The component has no DLL or no GETINTERFACE element (a data-only
  *     add-on).
+ * @retval BRK_E_MODULE_OUTSIDE_ROOT The component's DLL value leads out of the component
+ *     root (through ".."); nothing is loaded.
  * @retval BRK_E_CANNOT_LOAD_MODULE The library cannot be loaded, the entry point is not
  *     exported, or it or the initialiser fails; nothing stays loaded.
  * @retval BRK_E_INTERFACE_NOT_FOUND The entry point has no interface of that number; a module
@@ -536,6 +538,8 @@ SC_API VQRESULT brk_BrokerStringRelease(BrkObject *object, char *string);
  * @retval 0 Answered.
  * @retval BRK_E_BROKER_STRING_NOT_FOUND No engine and no reachable add-on.
  * @retval BRK_E_TAG_NOT_FOUND The component has no DLL element (a data-only add-on).
+ * @retval BRK_E_MODULE_OUTSIDE_ROOT The module path leads out of the component root (through
+ *     "..").
  * @retval BRK_E_INVALID_ARGUMENT @p brokerString or @p out is null, the object is not open, or
  *     an add-on living in its engine's module is asked through an object without engine.
  * @retval BRK_E_UNEXPECTED A string cannot be converted.

@@ -289,7 +289,9 @@ SC_API VQRESULT edct_KeyFree(char16_t *key);
  *     #EDCT_OPEN_READONLY the view reads it in place: it must start at an address that is a
  *     multiple of 4 and stay alive and unchanged until edct_DctClose(). In any other mode it
  *     is read during the call only; the copy returns a key's entries within one SubDictionary
- *     in the reverse of the order of the dictionary that was archived.
+ *     in the reverse of the order of the dictionary that was archived. The image is trusted: it
+ * comes without its size, and its header, tables and offsets are read as far as they say; check an
+ * image from elsewhere with edct_DctCheckImage() first.
  * @param[in] mode #EDCT_OPEN_READONLY, or any other value (#EDCT_OPEN_WRITABLE) for a writable
  *     dictionary.
  * @param[in] notify The Notify callback of a writable dictionary, or null; must be null in
@@ -479,6 +481,36 @@ SC_API VQRESULT edct_DctSetInfo(SafeHandle dictionary, const EDCT_INFO *info);
  * @threadsafety Any thread; the dictionary's lock is held for the call.
  */
 SC_API VQRESULT edct_DctGetCallbackError(SafeHandle dictionary, uint32_t *value);
+
+/**
+ * Checks an archive image against the number of bytes it is given, before edct_DctOpen()
+ * trusts it. The image must have the layout edct_DctArchive() writes, in this host's byte
+ * order: format number 3 and reserved 0; a recorded image size within @p size; a Name and a
+ * Description that end inside it; a section table whose entries give, in order, sections that
+ * follow one another (so no two overlap or are the same); in each section a key encoding this
+ * host reads, attribute strings that end inside the image, a section size, key block size and
+ * data block size that agree with what the section holds, an entry count that its keys and
+ * data can hold, key offsets that start at 0, never go back, give every key at least its
+ * terminator and end at the key block's size, and data offsets that never go back and end at
+ * the data block's size. It reads the header, the Name, the Description, the section table
+ * and each section's two offset tables, and no key or item: the bytes of keys and items, the
+ * lengths inside item lists and the order of keys are not checked (a view over such an image
+ * stays within it, but a lookup may miss or give #EDCT_E_CORRUPT, and a writable copy may be
+ * refused with #EDCT_E_CORRUPT or #SRVSPI_E_ARRAY_BUFFER_TOO_SMALL).
+ *
+ * An image with no section passes; edct_DctOpen() refuses it read-only (#EDCT_E_CORRUPT) and
+ * opens it writable as an empty dictionary.
+ *
+ * @param[in] image The image's first byte; any alignment. Only the bytes
+ *     [@p image, @p image + @p size) are read.
+ * @param[in] size The number of bytes at @p image that may be read; bytes after the recorded
+ *     image size are not looked at.
+ * @retval 0 The image has the layout above.
+ * @retval EDCT_E_CORRUPT Anything else, a @p size below 24 included.
+ * @retval EDCT_E_NULL_POINTER @p image is null.
+ * @threadsafety Any thread; nothing is locked and nothing is kept.
+ */
+SC_API VQRESULT edct_DctCheckImage(const void *image, size_t size);
 
 /**
  * Writes a writable dictionary as an archive image, in two calls: with a null buffer it only

@@ -49,8 +49,19 @@ SC_EXTERN_C_BEGIN
 #define PARSER_RESOURCE_SIZE_UNKNOWN 0xFFFFFFFFu
 
 /**
- * One element of the tagged text. Every string is NUL-terminated UTF-16 from `malloc`, owned
- * by the tree (freed by hdrpars_DeleteFileStructure()).
+ * One element of the tagged text. Every string is a NUL-terminated UTF-16 string. The value is
+ * the trimmed inner text; for an element with children it is the whole inner text, children's
+ * markup included, for the elements of the first three levels (an element with children deeper
+ * down has an empty value, so that reading stays within a few times the file's size whatever
+ * its nesting).
+ *
+ * Trees, their strings and DataBlock records that a client builds and hands to
+ * hdrpars_WriteFile() or hdrpars_DeleteFileStructure() are blocks of the C allocator
+ * (`malloc`/`free`): the writer replaces OFFSET and SIZE values and the delete frees
+ * everything. A tree read by hdrpars_ReadFileHeader() keeps its tags and strings in blocks of
+ * its structure: a client may relink them and link in (or point to) `malloc` blocks of its own,
+ * which the delete frees, but must not free or reallocate a tag or string it read, nor move it
+ * to another structure. The structure's path is a `malloc` block in either case.
  */
 typedef struct Tag {
   char16_t *name; /**< The element's name. */
@@ -132,7 +143,8 @@ SC_API const char *hdrpars_ErrorGetModuleName(VQRESULT code);
  * value begins with "VQ_"; elements between it and HEADER are skipped; the binary data after
  * HEADER is not read.
  *
- * @param[in] path The file's path, UTF-8.
+ * @param[in] path The file's path, UTF-8. It must name a regular file: anything else is
+ *     refused with #HDRPARS_E_FILE_OPEN, without waiting on it.
  * @param[out] out Receives the new structure, owned by the caller: release it with
  *     hdrpars_DeleteFileStructure().
  * @retval 0 Read.

@@ -65,6 +65,10 @@ const char *DirectoryListing::NextSubdirectory() {
   return nullptr;
 }
 
+bool DirectoryListing::Identity(DirectoryIdentity &identity) const {
+  return directory_ && CurrentSyscalls().identify(directory_, &identity) == 0;
+}
+
 bool DirectoryListing::EntryIsDirectory(const char *name, EntryKind kind) const {
   if (kind != EntryKind::kUnknown) return kind == EntryKind::kDirectory;
   // The listing could not tell (a link, or a file system without entry types): ask stat.

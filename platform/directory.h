@@ -30,6 +30,8 @@ class DirectoryListing {
   const char *NextMatch(const char *pattern);
   // The next entry that is a directory (a link to one included), never "." or "..".
   const char *NextSubdirectory();
+  // The identity of the directory being listed; false when it cannot be read or told.
+  bool Identity(DirectoryIdentity &identity) const;
 
  private:
   bool EntryIsDirectory(const char *name, EntryKind kind) const;

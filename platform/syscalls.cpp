@@ -2,9 +2,12 @@
 
 #include <dirent.h>
 #include <dlfcn.h>
+#include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <atomic>
+#include <cerrno>
 #include <cstdio>
 
 namespace sc::plat {
@@ -14,8 +17,34 @@ FILE *AsStdio(File *file) {
   return reinterpret_cast<FILE *>(file);
 }
 
+bool IsRegular(const struct stat &status) {
+  return S_ISREG(status.st_mode);
+}
+
+// Files opened for reading are regular files only. The path is asked first, so that nothing
+// else (a device, whose opening may do something) is opened at all; the open does not wait
+// (a FIFO put in place meanwhile would block it) and what it opened is asked again.
 File *RealOpen(const char *path, const char *mode) {
-  return reinterpret_cast<File *>(std::fopen(path, mode));
+  if (mode[0] != 'r') return reinterpret_cast<File *>(std::fopen(path, mode));
+  struct stat status;
+  if (::stat(path, &status) != 0) return nullptr;
+  if (!IsRegular(status)) {
+    errno = S_ISDIR(status.st_mode) ? EISDIR : EINVAL;
+    return nullptr;
+  }
+  const int fd = ::open(path, O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
+  if (fd < 0) return nullptr;
+  const int flags = fcntl(fd, F_GETFL);
+  FILE *file = nullptr;
+  if (fstat(fd, &status) == 0 && IsRegular(status) && flags >= 0 &&
+      fcntl(fd, F_SETFL, flags & ~O_NONBLOCK) == 0)
+    file = fdopen(fd, mode);
+  if (!file) {
+    const int saved = errno;
+    ::close(fd);
+    errno = saved;
+  }
+  return reinterpret_cast<File *>(file);
 }
 int RealClose(File *file) {
   return std::fclose(AsStdio(file));
@@ -77,10 +106,16 @@ int RealDlclose(Library *library) {
 const char *RealDlerror() {
   return dlerror();
 }
+int RealIdentify(Directory *directory, DirectoryIdentity *identity) {
+  struct stat status;
+  if (fstat(dirfd(reinterpret_cast<DIR *>(directory)), &status) != 0) return -1;
+  *identity = {static_cast<uint64_t>(status.st_dev), static_cast<uint64_t>(status.st_ino)};
+  return 0;
+}
 
-constexpr Syscalls kReal{RealOpen,  RealClose,  RealSeek,    RealTell,    RealRead,
-                         RealError, RealWrite,  RealOpenDir, RealReadDir, RealCloseDir,
-                         RealStat,  RealDlopen, RealDlsym,   RealDlclose, RealDlerror};
+constexpr Syscalls kReal{RealOpen,  RealClose,   RealSeek,    RealTell,     RealRead, RealError,
+                         RealWrite, RealOpenDir, RealReadDir, RealCloseDir, RealStat, RealDlopen,
+                         RealDlsym, RealDlclose, RealDlerror, RealIdentify};
 
 std::atomic<const Syscalls *> g_current{&kReal};
 

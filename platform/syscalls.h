@@ -17,11 +17,19 @@ struct Library;
 // What a directory entry is, as far as the listing or stat can tell.
 enum class EntryKind : int { kUnknown = 0, kDirectory = 1, kOther = 2 };
 
+// Which directory a listing reads, whatever path led to it.
+struct DirectoryIdentity {
+  uint64_t device;
+  uint64_t inode;
+};
+
 inline constexpr int kSeekStart = 0;
 inline constexpr int kSeekEnd = 2;
 
 struct Syscalls {
-  File *(*open)(const char *path, const char *mode);      // like fopen: null when refused
+  // Like fopen: null when refused. For reading ("r" modes) only a regular file is opened,
+  // without waiting: a FIFO, a device or a directory is refused.
+  File *(*open)(const char *path, const char *mode);
   int (*close)(File *file);                               // like fclose: 0 when all was flushed
   int (*seek)(File *file, int64_t offset, int whence);    // like fseeko: 0 on success
   int64_t (*tell)(File *file);                            // like ftello: -1 on failure
@@ -39,6 +47,8 @@ struct Syscalls {
   void *(*dlsym)(Library *library, const char *name);  // like dlsym: null when not found
   int (*dlclose)(Library *library);                    // like dlclose: 0 on success
   const char *(*dlerror)();  // like dlerror: the last failure's text, or null
+  // Like fstat of the listing's descriptor: 0 with the identity of the directory it reads.
+  int (*identify)(Directory *directory, DirectoryIdentity *identity);
 };
 
 // The table of the real calls.

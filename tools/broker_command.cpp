@@ -401,11 +401,38 @@ std::vector<std::string> Disagreements(const RootWalk &walk, const LibraryLists 
   return found;
 }
 
+// The components whose module the library refuses because their DLL value leads out of the
+// root. The library decides; it is asked about every listed component whose DLL value climbs.
+std::vector<Problem> ModulesOutsideRoot(Broker &broker, const RootWalk &walk) {
+  std::vector<Problem> refused;
+  const auto ask = [&](BrkObject *object, const Component &component) {
+    if (component.dll.find("..") == std::string::npos) return;
+    char *module = nullptr;
+    const VQRESULT code = brk_InfoQuery(object, component.brokerString.c_str(), &module);
+    if (module) brk_InfoRelease(object, module);
+    if (code == BRK_E_MODULE_OUTSIDE_ROOT)
+      refused.push_back({component.path,
+                         "DLL leads out of the root, its module is not loaded: " + Describe(code)});
+  };
+  for (const Engine &engine : walk.engines) {
+    BrkObject *object = broker.Open(&engine.brokerString, nullptr);
+    ask(object, engine);
+    for (const Component &addon : engine.addons)
+      ask(object, addon);
+  }
+  BrkObject *none = broker.Open(nullptr, nullptr);
+  for (const Component &addon : walk.shared)
+    ask(none, addon);
+  return refused;
+}
+
 int Check(const BrokerOptions &options) {
-  const RootWalk walk = WalkRoot(options.root);
+  RootWalk walk = WalkRoot(options.root);
   Broker broker(options.root);
   const LibraryLists lists = QueryLists(broker, walk, nullptr);
   const std::vector<std::string> disagreements = Disagreements(walk, lists);
+  for (Problem &problem : ModulesOutsideRoot(broker, walk))
+    walk.problems.push_back(std::move(problem));
   size_t engineAddons = 0;
   for (const Engine &engine : walk.engines)
     engineAddons += engine.addons.size();

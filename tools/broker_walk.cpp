@@ -1,8 +1,13 @@
 // The walk over a component root, with the broker's rules.
 #include "tools/broker_walk.h"
 
+#include <sys/stat.h>
+
 #include <filesystem>
+#include <map>
 #include <optional>
+#include <unordered_map>
+#include <utility>
 
 #include "speechcommon.h"
 #include "tools/output.h"
@@ -80,6 +85,17 @@ std::vector<std::string> Subdirectories(const std::string &directory) {
   return names;
 }
 
+// The directories one scan has listed, by device and inode: a link back up the tree, or a
+// second link to a directory, leads nowhere new (as in the library's scans).
+using Listed = std::set<std::pair<dev_t, ino_t>>;
+
+// False when the directory was listed by this scan before (or cannot be looked at).
+bool FirstVisit(Listed &listed, const std::string &directory) {
+  struct stat status;
+  return ::stat(directory.c_str(), &status) == 0 &&
+         listed.insert({status.st_dev, status.st_ino}).second;
+}
+
 class Walker {
  public:
   explicit Walker(RootWalk &walk) : walk_(walk) {}
@@ -89,8 +105,11 @@ class Walker {
       for (const std::string &name : Files(root, suffix))
         Skip(root + "/" + name,
              "lies directly in the root directory, where the broker reads no components");
+    Listed engineDirectories;
+    FirstVisit(engineDirectories, root);
     for (const std::string &name : Subdirectories(root)) {
       const std::string directory = root + "/" + name;
+      if (!FirstVisit(engineDirectories, directory)) continue;
       for (const std::string &file : Files(directory, ".hdr"))
         EngineFile(directory, directory + "/" + file, name == "shared");
       for (const std::string &file : Files(directory, ".dat"))
@@ -99,8 +118,10 @@ class Walker {
     }
     for (Engine &engine : walk_.engines)
       EngineAddons(engine);
+    Listed listed;
+    FirstVisit(listed, root + "/shared");
     for (const std::string &name : Subdirectories(root + "/shared"))
-      Addons(root + "/shared/" + name, nullptr, walk_.shared, 1);
+      Addons(listed, root + "/shared/" + name, nullptr, walk_.shared, 1);
   }
 
  private:
@@ -122,19 +143,21 @@ class Walker {
     component.name = *name;
     component.language = TagText(tags, u"LANGUAGE").value_or("");
     component.priority = Priority(TagText(tags, u"PRIORITY"));
+    component.dll = TagText(tags, u"DLL").value_or("");
     return std::nullopt;
   }
 
   static std::string Unreadable(VQRESULT code) { return "unreadable: " + Describe(code); }
 
-  // Within one list the first reading of a broker string wins (case included).
-  static std::optional<std::string> Duplicate(const std::vector<Component> &list,
-                                              const std::string &brokerString) {
-    for (const Component &earlier : list)
-      if (earlier.brokerString == brokerString)
-        return "duplicate broker string " + Quoted(brokerString) + ", first read from " +
-               earlier.path;
-    return std::nullopt;
+  // Within one list the first reading of a broker string wins (case included); the component
+  // is noted as the first reading when it is one.
+  std::optional<std::string> Duplicate(const std::vector<Component> &list,
+                                       const Component &component) {
+    const auto [first, added] =
+        firstRead_[&list].try_emplace(component.brokerString, component.path);
+    if (added) return std::nullopt;
+    return "duplicate broker string " + Quoted(component.brokerString) + ", first read from " +
+           first->second;
   }
 
   void EngineFile(const std::string &directory, const std::string &path, bool shared) {
@@ -175,18 +198,21 @@ class Walker {
       // Inline add-ons carry no language or priority.
       component.language.clear();
       component.priority = 0;
-      if (!problem) problem = Duplicate(engine.addons, component.brokerString);
+      if (!problem) problem = Duplicate(engine.addons, component);
       if (problem)
         Skip(component.path, *problem);
       else
         engine.addons.push_back(component);
     }
+    Listed listed;
+    FirstVisit(listed, engine.directory);
     for (const std::string &name : Subdirectories(engine.directory))
-      Addons(engine.directory + "/" + name, &engine, engine.addons, 1);
+      Addons(listed, engine.directory + "/" + name, &engine, engine.addons, 1);
   }
 
-  void Addons(const std::string &directory, const Engine *engine, std::vector<Component> &list,
-              int depth) {
+  void Addons(Listed &listed, const std::string &directory, const Engine *engine,
+              std::vector<Component> &list, int depth) {
+    if (!FirstVisit(listed, directory)) return;
     const std::string scope = engine ? " (engine " + engine->brokerString + ")" : " (shared)";
     for (const char *suffix : {".hdr", ".dat"}) {
       for (const std::string &name : Files(directory, suffix)) {
@@ -206,7 +232,7 @@ class Walker {
           continue;
         }
         std::optional<std::string> problem = ReadRequired(header.tags(), component);
-        if (!problem) problem = Duplicate(list, component.brokerString);
+        if (!problem) problem = Duplicate(list, component);
         if (problem)
           Skip(component.path, *problem + scope);
         else
@@ -215,10 +241,12 @@ class Walker {
     }
     if (depth >= kMaxDepth) return;
     for (const std::string &name : Subdirectories(directory))
-      Addons(directory + "/" + name, engine, list, depth + 1);
+      Addons(listed, directory + "/" + name, engine, list, depth + 1);
   }
 
   RootWalk &walk_;
+  // Per list, the file each broker string was first read from.
+  std::map<const std::vector<Component> *, std::unordered_map<std::string, std::string>> firstRead_;
 };
 
 char Fold(char c) {

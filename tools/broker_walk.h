@@ -16,6 +16,7 @@ struct Component {
   std::string path;  // the header file (for an inline add-on: the engine's, with the element)
   std::string type, brokerString, name, language;
   uint32_t priority = 0;
+  std::string dll;  // the DLL value, empty without one
 };
 
 struct Engine : Component {

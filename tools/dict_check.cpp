@@ -648,6 +648,10 @@ void CheckImage(const InputFile &file, Encoding encoding, std::vector<Finding> &
     findings.push_back({0, 0, true, "a truncated archive image"});
     return;
   }
+  if (const VQRESULT checked = edct_DctCheckImage(file.data(), file.size())) {
+    findings.push_back({0, 0, true, "the archive image is refused: " + Describe(checked)});
+    return;
+  }
   DictHandle dictionary;
   const VQRESULT opened = edct_DctOpen(g_vqNullHandle, file.data(), EDCT_OPEN_READONLY, nullptr,
                                        nullptr, dictionary.out());

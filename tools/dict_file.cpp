@@ -144,10 +144,16 @@ std::unique_ptr<DictHandle> DictHandle::Writable() {
 DictFile::DictFile(const std::string &path, Encoding encoding, bool writable) : file_(path) {
   Doing("reading", path);
   if (file_.Word(0) == kImageFormat) {
-    // The view reads nothing beyond the size the image records, which must be in the file.
+    // The view and the loader trust an image: it is checked against the file's bytes first.
     const uint32_t recorded = file_.Word(4);
-    if (recorded > file_.size() || file_.size() < 24)
-      throw Failure(path + ": truncated archive image: " + Describe(EDCT_E_CORRUPT));
+    if (const VQRESULT checked = edct_DctCheckImage(file_.data(), file_.size()))
+      throw Failure(
+          path + ": " +
+          (recorded > file_.size() ? "truncated archive image" : "cannot open the archive image") +
+          ": " + Describe(checked));
+    // An image without sections (a lexicon without [SubHeader]) holds nothing to read in
+    // place; it opens as an empty dictionary.
+    if (file_.Word(20) == 0) writable = true;
     const VQRESULT opened = edct_DctOpen(g_vqNullHandle, file_.data(),
                                          writable ? EDCT_OPEN_WRITABLE : EDCT_OPEN_READONLY,
                                          nullptr, nullptr, handle_.out());

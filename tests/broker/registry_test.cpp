@@ -70,9 +70,14 @@ TEST(BrokerScan, WhereEnginesAndAddonsAreFound) {
   EXPECT_EQ(TagOf(onEngine, "a/direct", "NAME"), Error(BRK_E_BROKER_STRING_NOT_FOUND));
   EXPECT_EQ(TagOf(none, "a/one", "NAME"), Error(BRK_E_BROKER_STRING_NOT_FOUND));
 
-  // Engine directories reached through links are asked about with stat; directories that
-  // cannot be listed contribute nothing.
+  // Engine directories reached through links are asked about with stat, and a directory
+  // reached twice (here x, and the root itself) is listed once; directories that cannot be
+  // listed contribute nothing.
+  Root elsewhere;
+  elsewhere.Header("y/asr.hdr", Component(u"ASRENGINE", u"e/far"));
+  std::filesystem::create_directory_symlink(elsewhere.Path("y"), root.Path("far"));
   std::filesystem::create_directory_symlink(root.Path("x"), root.Path("link"));
+  std::filesystem::create_directory_symlink(root.Path(), root.Path("self"));
   hdrtest::FaultySyscalls faulty;
   const auto asrEngines = [&] { return Listed(Class(root).Open(), "ASRENGINE").size(); };
   EXPECT_EQ(asrEngines(), 2u);
@@ -80,6 +85,27 @@ TEST(BrokerScan, WhereEnginesAndAddonsAreFound) {
   EXPECT_EQ(asrEngines(), 1u);
   faulty.Table().opendir = [](const char *) -> sc::plat::Directory * { return nullptr; };
   EXPECT_EQ(asrEngines(), 0u);
+}
+
+TEST(BrokerScan, ModulePathsStayBelowTheRoot) {
+  const struct {
+    std::u16string_view directory, dll;
+    bool below;
+  } cases[] = {
+      {u"r/eng", u"lib.so", true},
+      {u"r/eng/voices", u"../lib/x.so", true},
+      {u"r/eng", u"./a/../../eng/x.so", true},
+      {u"r/eng", u"/usr/lib/x.so", true},  // joined, the path stays below the directory
+      {u"r/eng", u"../../x.so", false},
+      {u"r/eng/voices", u"a/../../../x.so", true},  // r/x.so
+      {u"r/eng/voices", u"a/../../../../x.so", false},
+      {u"r/eng", u"..//..//x.so", false},
+      {u"other/eng", u"x.so", false},
+  };
+  for (const auto &c : cases)
+    EXPECT_EQ(sc::brk::PathStaysBelow(u"r", c.directory, c.dll), c.below)
+        << std::string(c.directory.begin(), c.directory.end()) << " "
+        << std::string(c.dll.begin(), c.dll.end());
 }
 
 TEST(BrokerResolve, DefaultFormChoosesByPriorityAndLanguage) {

@@ -83,7 +83,6 @@ TEST_F(WriterTest, RefusalsBeforeAndWhileWriting) {
   AddBlock(structure, u"d", "short", 20);  // the source holds fewer bytes than the size
   EXPECT_EQ(hdrpars_WriteFile(structure), HDRPARS_E_TAG_MISSING);  // the second has no BROKERSTRING
   EXPECT_FALSE(std::filesystem::exists(path_));
-  sc::hdr::FreeTags(structure->tags->next);
   structure->tags->next = nullptr;
   EXPECT_EQ(hdrpars_WriteFile(structure), HDRPARS_E_FILE_READ);
   sc::RawFree(structure->path);

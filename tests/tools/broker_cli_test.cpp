@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cctype>
+#include <filesystem>
 #include <set>
 #include <string>
 
@@ -163,6 +164,23 @@ TEST_F(BrokerCli, CheckNamesEveryHeaderTheBrokerPassesByAndWhy) {
   // A type only a skipped file has is still asked of the library, which lists none of it.
   EXPECT_EQ(Json(RunTool({"broker", "list", root_, "--type", "FILTER", "--json"}))["shared"],
             json::array());
+}
+
+TEST_F(BrokerCli, LinksUpTheTreeLeadNowhereNewAndModulesOutsideTheRootAreShown) {
+  // Two links to "." and one up to the engine directory: each directory is read once, so no
+  // add-on shows up again as its own duplicate.
+  std::filesystem::create_directory_symlink(".", dir_.Path("root/tts/v/self1"));
+  std::filesystem::create_directory_symlink(".", dir_.Path("root/tts/v/self2"));
+  std::filesystem::create_directory_symlink("../..", dir_.Path("root/tts/v/up"));
+  Header("tts/v/out.hdr", u"VOICE", u"voice/out",
+         T(u"DLL", u"../../../../lib/x86_64-linux-gnu/libm.so.6"));
+  ExpectWalkMatchesLibrary(root_);
+  const ToolRun run = RunTool({"broker", "check", root_});
+  EXPECT_EQ(run.status, 1) << run.out;
+  EXPECT_FALSE(Has(run.out, "duplicate")) << run.out;
+  EXPECT_TRUE(Has(run.out, root_ + "/tts/v/out.hdr: DLL leads out of the root, its module is "
+                                   "not loaded: BRK_E_MODULE_OUTSIDE_ROOT"))
+      << run.out;
 }
 
 }  // namespace

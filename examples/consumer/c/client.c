@@ -62,7 +62,11 @@ int main(void) {
   edct_DctClose(dictionary);
   printf("archive image: %u bytes\n", (unsigned)size);
 
-  /* Read-only, in place over the image, which must stay until the close. */
+  /* Read-only, in place over the image, which must stay until the close. edct_DctOpen trusts
+   * the image it is given; one that comes from a file or another program is checked against
+   * its size first. */
+  code = edct_DctCheckImage(image, size);
+  if (VQ_FAILED(code)) return failed("check the image", code);
   SafeHandle view;
   code = edct_DctOpen(g_vqNullHandle, image, EDCT_OPEN_READONLY, NULL, NULL, &view);
   if (VQ_FAILED(code)) return failed("open the image", code);
