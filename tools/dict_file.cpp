@@ -186,10 +186,11 @@ std::string ArchiveImage(SafeHandle dictionary, bool swap, const std::string &pa
   if (!result) result = edct_DctArchive(dictionary, image.data(), &size, swap);
   if (result) throw Failure(path + ": cannot write the archive image: " + Describe(result));
   // The count of sections is the header's last word; 0 reads the same in either byte order.
+  // Such an image holds nothing to read in place, so a lexicon without entries is refused.
   if (size < kImageHeader || image[kImageHeader / 4 - 1] == 0)
     throw Failure(path +
-                  ": no entries (no [SubHeader] with [Data] lines): an archive image without "
-                  "sections cannot be opened in place (" +
+                  ": no entries: a lexicon needs a [SubHeader] section with [Data] lines, or its "
+                  "archive image has no section to read in place (" +
                   Describe(EDCT_E_CORRUPT) + ")");
   return std::string(reinterpret_cast<const char *>(image.data()), size);
 }
