@@ -36,6 +36,7 @@ class Broker {
 
   // An object on the engine (null or empty: on none).
   BrkObject *Open(const std::string *engine, const std::string *language) {
+    objects_.reserve(objects_.size() + 1);  // so that an object opened is always kept
     BrkObject *object = nullptr;
     const VQRESULT opened = brk_ObjOpen(&object, engine ? engine->c_str() : nullptr,
                                         language ? language->c_str() : nullptr, class_, nullptr);
@@ -51,6 +52,13 @@ class Broker {
   std::vector<BrkObject *> objects_;
 };
 
+// Gives back what a query handed out, however the copy made of it ends.
+template <class T, VQRESULT (*Release)(BrkObject *, T *)>
+struct Given {
+  BrkObject *object;
+  void operator()(T *handed) const { Release(object, handed); }
+};
+
 // One entry of the library's component lists.
 struct Listed {
   std::string type, brokerString, name;
@@ -63,6 +71,8 @@ std::vector<Listed> ListQuery(BrkObject *object, const std::string &type) {
   BrkComponentList *list = nullptr;
   const VQRESULT queried = brk_ComponentListQuery(object, type.c_str(), &list);
   if (queried) throw Failure("the " + type + " list: " + Describe(queried));
+  const std::unique_ptr<BrkComponentList, Given<BrkComponentList, brk_ComponentListRelease>> held(
+      list, {object});
   std::vector<Listed> entries;
   for (uint32_t i = 0; i < list->count; ++i) {
     const BrkComponentInfo &info = list->entries[i];
@@ -75,7 +85,6 @@ std::vector<Listed> ListQuery(BrkObject *object, const std::string &type) {
     entry.priority = info.priority;
     entries.push_back(entry);
   }
-  brk_ComponentListRelease(object, list);
   return entries;
 }
 
@@ -148,8 +157,11 @@ struct BrokerOptions {
 };
 
 int List(const BrokerOptions &options) {
+  Doing("reading the components below", options.root);
   Broker broker(options.root);
+  Doing("walking", options.root);
   const RootWalk walk = WalkRoot(options.root);
+  Doing("listing the components below", options.root);
   const LibraryLists lists = QueryLists(broker, walk, options.Engine());
   const auto keep = [&](const Listed &entry) {
     return options.type.empty() || entry.type == options.type;
@@ -174,11 +186,12 @@ int List(const BrokerOptions &options) {
                          {"brokerString", engine.brokerString},
                          {"name", engine.name},
                          {"version", engine.version ? Json(*engine.version) : Json()},
-                         {"addons", addons}});
+                         {"addons", std::move(addons)}});
     }
     for (const Listed &addon : kept(lists.shared))
       shared.push_back(AddonJson(addon));
-    PrintJson({{"root", options.root}, {"engines", engines}, {"shared", shared}});
+    PrintJson(
+        {{"root", options.root}, {"engines", std::move(engines)}, {"shared", std::move(shared)}});
     return kOk;
   }
   fmt::print("engines below {}:\n", options.root);
@@ -224,9 +237,8 @@ std::optional<std::string> InfoQuery(BrkObject *object, const std::string &broke
   char *answer = nullptr;
   *code = brk_InfoQuery(object, brokerString.c_str(), &answer);
   if (*code) return std::nullopt;
-  std::string text = answer;
-  brk_InfoRelease(object, answer);
-  return text;
+  const std::unique_ptr<char, Given<char, brk_InfoRelease>> held(answer, {object});
+  return std::string(answer);
 }
 
 int Resolve(const BrokerOptions &options) {

@@ -2,10 +2,14 @@
 // a command, and the table through which main finds the handler of the command given.
 #pragma once
 
+#include <cstdint>
+#include <exception>
 #include <functional>
 #include <map>
 #include <stdexcept>
 #include <string>
+#include <string_view>
+#include <utility>
 #include <vector>
 
 namespace CLI {
@@ -28,6 +32,34 @@ class Failure : public std::runtime_error {
 
  private:
   int status_;
+};
+
+// The step a command is in, named where it begins ("reading", "big.txt"), so that main can say
+// "out of memory while reading big.txt" when an exception ends the command. The text is kept in
+// a fixed buffer: naming a step takes no memory.
+void Doing(std::string_view what, std::string_view object = {}) noexcept;
+const char *WhatIsBeingDone() noexcept;
+
+// The body of a callback the library calls. No exception may pass through the library's frames
+// (they hold its locks and free nothing on the way), so one is kept here, the callback answers
+// `failed`, and Rethrow throws it again once the library has returned.
+class CallbackGuard {
+ public:
+  template <class Body>
+  uint32_t Run(uint32_t failed, Body &&body) noexcept {
+    try {
+      return body();
+    } catch (...) {
+      kept_ = std::current_exception();
+      return failed;
+    }
+  }
+  void Rethrow() {
+    if (kept_) std::rethrow_exception(std::exchange(kept_, nullptr));
+  }
+
+ private:
+  std::exception_ptr kept_;
 };
 
 // The handler of each leaf command, run by main once the whole command line has been parsed

@@ -7,6 +7,8 @@
 
 #include <algorithm>
 #include <map>
+#include <memory>
+#include <optional>
 #include <set>
 #include <string_view>
 
@@ -375,44 +377,269 @@ void CheckText(const InputFile &file, Encoding encoding, std::vector<Finding> &f
   LineCheck(Text(stream, findings), findings).Run();
 }
 
+// Text in a message, in quotes, with its line ends, tabs and stray bytes escaped.
+std::string Shown(std::string_view text) {
+  return fmt::format("{:?}", text);
+}
+
+// How the reader takes a value back. Every value loses a carriage return and the blanks at its
+// ends, and an empty one takes the next line's text in its place. A line feed ends a value,
+// except in quotes, where only a leading one is trimmed; the writer puts quotes around a key or
+// an orthographic text that holds a blank.
+const char *Unwritable(std::string_view text, bool quoteMode = false) {
+  if (text.empty()) return "is empty: the text that follows is read in its place";
+  if (text.find('\r') != std::string_view::npos) return "holds a carriage return, which is dropped";
+  const bool quoted = quoteMode && text.find(' ') != std::string_view::npos;
+  if (!quoted && text.find('\n') != std::string_view::npos)
+    return "holds a line feed, which ends it";
+  if (Blank(text.front()) || Blank(text.back())) return "has blanks at its ends, which are trimmed";
+  if (text.front() == '\n') return "begins with a line feed, which is trimmed";
+  return nullptr;
+}
+
+// Whether 8-bit text comes back as it was from the library's trip through 16-bit units: each
+// unit is one to three bytes, so a four-byte form, an overlong form, a stray continuation byte
+// or a sequence cut short comes back as other bytes.
+bool SurvivesUnits(std::string_view text) {
+  const auto byte = [&](size_t at) {
+    return at < text.size() ? static_cast<unsigned char>(text[at]) : 0u;
+  };
+  const auto follows = [&](size_t at) { return (byte(at) & 0xC0) == 0x80; };
+  for (size_t at = 0; at < text.size();) {
+    const unsigned lead = byte(at);
+    if (lead < 0x80)
+      at += 1;
+    else if (lead >= 0xC2 && lead <= 0xDF && follows(at + 1))
+      at += 2;
+    else if (lead >= 0xE0 && lead <= 0xEF && follows(at + 1) && follows(at + 2) &&
+             (lead != 0xE0 || byte(at + 1) >= 0xA0))
+      at += 3;
+    else
+      return false;
+  }
+  return true;
+}
+
+constexpr const char *kNotUnits =
+    "is not UTF-8 of one to three bytes a character, and comes back from 16-bit units as other "
+    "bytes";
+
+bool Paired(const EDCT_ENTRY &entry) {
+  switch (entry.Content) {
+    case EDCT_CONTENT_BROAD_NARROWS:
+      return entry.Representation == EDCT_REPR_SZZ_STRING;
+    case EDCT_CONTENT_USERWORDS:
+      return entry.Representation == EDCT_REPR_BINARY;
+    case EDCT_CONTENT_ORTHOGRAPHIC:
+      return entry.Representation == EDCT_REPR_SZ_STRING ||
+             entry.Representation == EDCT_REPR_WSZ_STRING;
+    default:
+      return false;
+  }
+}
+
+// The bytes of an orthographic entry as the reader gives them back: its text and terminator.
+uint32_t ReadBackSize(const EDCT_ENTRY &entry) {
+  if (entry.Representation == EDCT_REPR_SZ_STRING)
+    return static_cast<uint32_t>(strnlen(static_cast<const char *>(entry.Data), entry.DataSize)) +
+           1;
+  const auto *bytes = static_cast<const unsigned char *>(entry.Data);
+  uint32_t units = 0;
+  while (2 * units + 1 < entry.DataSize && (bytes[2 * units] || bytes[2 * units + 1]))
+    ++units;
+  return 2 * (units + 1);
+}
+
+// The losses of a dictionary walked key by key in iterator order.
+class TextFormCheck {
+ public:
+  TextFormCheck(bool sixteen, const std::function<void(std::string)> &lost)
+      : sixteen_(sixteen), lost_(lost) {}
+
+  void Header(const EDCT_INFO &info) {
+    for (const auto &[name, value] :
+         {std::pair{"Name", info.Name}, {"Description", info.Description}})
+      if (value)
+        if (const char *why = Unwritable(Utf8(value)))
+          lost_(fmt::format("the {} {} {}", name, Shown(Utf8(value)), why));
+  }
+
+  // A key and the first of its records; the section's attributes where it begins.
+  void Key(const std::string &key, const EDCT_ENTRY &first, bool sectionStarts) {
+    const auto lose = [&](const std::string &what) {
+      lost_(fmt::format("key {}: {}", Shown(key), what));
+    };
+    if (sectionStarts) {
+      Section(first, lose);
+      last_.reset();
+    }
+    if (const char *why = Unwritable(key, true))
+      lose(fmt::format("the key {}", why));
+    else if (key.find('\t') != std::string::npos && key.find(' ') == std::string::npos)
+      lose("a key with a tab and no blank is written without quotes, and the tab ends it");
+    else if (key == "[SubHeader]")
+      lose("the key [SubHeader] is written without quotes, and then ends its section");
+    else if (last_ == key)
+      lose("the key comes twice in its section: read back, its entries join under one key");
+    last_ = key;
+  }
+
+  void Entry(const std::string &key, const EDCT_ENTRY &entry) {
+    const auto lose = [&](const std::string &what) {
+      lost_(fmt::format("key {}: {}", Shown(key), what));
+    };
+    if (!Paired(entry)) return;  // said where the section begins
+    if (entry.Content == EDCT_CONTENT_BROAD_NARROWS) {
+      List(entry, lose);
+    } else if (entry.Content == EDCT_CONTENT_ORTHOGRAPHIC) {
+      const std::string text = OrthographicText(entry);
+      if (const char *why = Unwritable(text, true))
+        lose(fmt::format("the data {} {}", Shown(text), why));
+      else if (entry.DataSize != ReadBackSize(entry))
+        lose(
+            "the data is not one string with its terminator: the text form carries it up to "
+            "its first NUL");
+      else if (Narrow(entry) && !SurvivesUnits(text))
+        lose(
+            fmt::format("the data {} {} (write the text stream as UTF-8)", Shown(text), kNotUnits));
+    } else if (entry.DataSize == 0) {
+      lose(fmt::format("the data {}", Unwritable("")));
+    }
+  }
+
+ private:
+  bool Narrow(const EDCT_ENTRY &entry) const {
+    return sixteen_ && entry.Representation != EDCT_REPR_WSZ_STRING;
+  }
+
+  // What the entries of a section share, written once in its [SubHeader].
+  template <class Lose>
+  void Section(const EDCT_ENTRY &entry, Lose lose) {
+    if (!Paired(entry))
+      lose(fmt::format("a section of {} entries in representation {} has no text form",
+                       ContentName(entry.Content), RepresentationName(entry.Representation)));
+    if (entry.POS != 0xFFFFFFFFu)
+      lose(
+          fmt::format("POS {} is not written: the section's entries read back without one, in "
+                      "another section",
+                      entry.POS));
+    const auto text = [](const char *value) {
+      return value ? std::optional<std::string>(value) : std::nullopt;
+    };
+    Attribute("Language", text(entry.Language), language_, lose);
+    Attribute("Engine", text(entry.Engine), engine_, lose);
+    std::optional<std::string> model;
+    if (entry.Model) {
+      model = ModelText(entry.Model);
+      // The reader makes the block of the text, a NUL and blanks.
+      const std::string_view block(entry.Model, 128);
+      if (model->size() < block.size() &&
+          block.find_first_not_of(' ', model->size() + 1) != std::string_view::npos)
+        lose(
+            "the Model block holds more than its text: the text form gives back the text, a "
+            "NUL and blanks");
+    }
+    Attribute("Model", model, model_, lose);
+    // Sections are told apart by their attributes alone: two alike (an image can hold them)
+    // read back as one.
+    const std::string same =
+        fmt::format("{} {} {} {}{} {}{} {}{}", entry.Content, entry.Representation, entry.POS,
+                    bool(entry.Language), text(entry.Language).value_or(""), bool(entry.Engine),
+                    text(entry.Engine).value_or(""), bool(entry.Model),
+                    entry.Model ? std::string(entry.Model, 128) : std::string());
+    if (!sections_.insert(same).second)
+      lose("an earlier section has the same attributes: read back, the two are one");
+  }
+
+  // An attribute is written when present, as 8-bit text read back through 16-bit units; a
+  // section that lacks it keeps the value of an earlier one.
+  template <class Lose>
+  static void Attribute(const char *name, const std::optional<std::string> &value, bool &earlier,
+                        Lose lose) {
+    if (value) {
+      if (const char *why = Unwritable(*value))
+        lose(fmt::format("the {} {} {}", name, Shown(*value), why));
+      else if (!SurvivesUnits(*value))
+        lose(fmt::format("the {} {} {}", name, Shown(*value), kNotUnits));
+    } else if (earlier) {
+      lose(fmt::format(
+          "the section has no {}, but an earlier one has: it reads back with that one's", name));
+    }
+    earlier = earlier || value;
+  }
+
+  // A list goes out as //piece//piece up to its first empty piece; the reader trims the line and
+  // cuts it at every "//".
+  template <class Lose>
+  void List(const EDCT_ENTRY &entry, Lose lose) const {
+    const std::vector<std::string> pieces = BroadNarrows(entry);
+    if (pieces.empty())
+      return lose(fmt::format("the list is empty or begins with an empty piece: its data {}",
+                              Unwritable("")));
+    size_t size = 1;
+    std::string line;
+    for (const std::string &piece : pieces) {
+      size += piece.size() + 1;
+      line += "//" + piece;
+    }
+    if (size < entry.DataSize)
+      lose(fmt::format("an empty piece in the list: the text form ends it there, at {}",
+                       Shown(line)));
+    else if (size > entry.DataSize)
+      lose("the list lacks its closing NUL");
+    if (line.find_first_of("\r\n") != std::string::npos)
+      return lose("a piece of the list holds a line end");
+    if (Narrow(entry) && !SurvivesUnits(line))
+      lose(fmt::format("the list {} {} (write the text stream as UTF-8)", Shown(line), kNotUnits));
+    std::string_view read(line);
+    while (Blank(read.back()))
+      read.remove_suffix(1);
+    std::vector<std::string> back;
+    for (size_t at = 2;;) {
+      const size_t next = read.find("//", at);
+      back.emplace_back(read.substr(at, next - at));
+      if (next == std::string_view::npos) break;
+      at = next + 2;
+    }
+    if (back != pieces) lose(fmt::format("the list {} reads back as other pieces", Shown(line)));
+  }
+
+  const bool sixteen_;  // 8-bit data goes out as 16-bit units
+  const std::function<void(std::string)> &lost_;
+  bool language_ = false, model_ = false, engine_ = false;  // set by an earlier section
+  std::set<std::string> sections_;
+  std::optional<std::string> last_;  // the key before, in this section
+};
+
 }  // namespace
 
-std::vector<std::string> TextFormLosses(const std::string &key, const EDCT_ENTRY &entry) {
-  std::vector<std::string> losses;
-  const auto bad = [](std::string_view text) {
-    return text.find_first_of("\r\n") != std::string_view::npos ||
-           (!text.empty() && (Blank(text.front()) || Blank(text.back())));
-  };
-  if (key.empty()) losses.push_back("an empty key has no text form");
-  if (bad(key)) losses.push_back("a line end, or blanks at its ends, do not survive the text form");
-  if (key.find('\t') != std::string::npos && key.find(' ') == std::string::npos)
-    losses.push_back("a tab without a blank: written unquoted, the key does not read back");
-  if (key == "[SubHeader]")
-    losses.push_back("written without quotes, the key [SubHeader] ends its section");
-  if (entry.Content == EDCT_CONTENT_BROAD_NARROWS) {
-    const std::vector<std::string> pieces = BroadNarrows(entry);
-    size_t listed = 1;
-    for (const std::string &piece : pieces)
-      listed += piece.size() + 1;
-    if (pieces.empty() || listed < entry.DataSize)
-      losses.push_back("an empty piece in a broad-narrows list: the text form ends the list there");
-    for (const std::string &piece : pieces)
-      if (piece.find("//") != std::string::npos || bad(piece))
-        losses.push_back(fmt::format("the piece {} does not survive the text form", Quoted(piece)));
-  } else if (entry.Content == EDCT_CONTENT_ORTHOGRAPHIC) {
-    const std::string data = DataText(entry);
-    if (data.size() <= 2 || bad(data.substr(1, data.size() - 2)))
-      losses.push_back(
-          "empty data, a line end, or blanks at its ends, do not survive the text form");
-  } else if (entry.DataSize == 0) {
-    losses.push_back("empty user-words data does not survive the text form");
-  }
-  return losses;
+VQRESULT TextFormLosses(SafeHandle dictionary, Encoding encoding,
+                        const std::function<void(std::string)> &lost) {
+  TextFormCheck check(encoding == Encoding::kUcs2le || encoding == Encoding::kUcs2be, lost);
+  struct Info {  // given back however the check ends
+    SafeHandle dictionary;
+    EDCT_INFO info{};
+    bool held = false;
+    ~Info() {
+      if (held) edct_DctFreeInfo(dictionary, &info);
+    }
+  } info{dictionary};
+  const VQRESULT got = edct_DctGetInfo(dictionary, &info.info);
+  if (got) return got;
+  info.held = true;
+  check.Header(info.info);
+  return Walk(dictionary, [&](const std::string &key, const EDCT_ENTRY *entries, uint32_t count,
+                              bool sectionStarts) {
+    if (!count) return;  // nothing of it is written
+    check.Key(key, entries[0], sectionStarts);
+    for (uint32_t i = 0; i < count; ++i)
+      check.Entry(key, entries[i]);
+  });
 }
 
 namespace {
 
-void CheckImage(const InputFile &file, std::vector<Finding> &findings) {
+void CheckImage(const InputFile &file, Encoding encoding, std::vector<Finding> &findings) {
   if (file.Word(0) == kSwappedImageFormat) {
     findings.push_back({0, 0, true, "an archive image for a host of the other byte order"});
     return;
@@ -432,13 +659,9 @@ void CheckImage(const InputFile &file, std::vector<Finding> &findings) {
     findings.push_back({0, 0, true, "the archive image is refused: " + Describe(opened)});
     return;
   }
-  const VQRESULT walked =
-      Walk(dictionary.get(),
-           [&](const std::string &key, const EDCT_ENTRY *entries, uint32_t count, bool) {
-             for (uint32_t i = 0; i < count; ++i)
-               for (const std::string &loss : TextFormLosses(key, entries[i]))
-                 findings.push_back({0, 0, false, fmt::format("key {}: {}", Quoted(key), loss)});
-           });
+  const VQRESULT walked = TextFormLosses(dictionary.get(), encoding, [&](std::string loss) {
+    findings.push_back({0, 0, false, std::move(loss)});
+  });
   if (walked) findings.push_back({0, 0, true, "cannot walk the image: " + Describe(walked)});
 }
 
@@ -453,7 +676,7 @@ int CheckLexicons(const std::vector<std::string> &files, Encoding encoding, bool
     try {
       const InputFile file(path);
       if (file.Word(0) == kImageFormat || file.Word(0) == kSwappedImageFormat)
-        CheckImage(file, findings);
+        CheckImage(file, encoding, findings);
       else
         CheckText(file, encoding, findings);
     } catch (const Failure &failure) {

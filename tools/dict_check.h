@@ -1,6 +1,7 @@
 // speechcommon dict check: lexicons checked as a compiler checks sources.
 #pragma once
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -12,8 +13,12 @@ namespace cli {
 // of them as JSON. Returns 1 when there is an error (with werror, also a warning).
 int CheckLexicons(const std::vector<std::string> &files, Encoding encoding, bool werror, bool json);
 
-// What an entry would lose on its way through the text form (a key that does not read back,
-// a broad-narrows list cut at an empty piece, blanks that are trimmed, ...).
-std::vector<std::string> TextFormLosses(const std::string &key, const EDCT_ENTRY &entry);
+// Walks the dictionary for what its text stream in `encoding` (UTF-8 unless a 16-bit one is
+// named) would not give back, calling `lost` with one sentence for each ("key \"k\": the key is
+// empty: ..."): a Name or Description, a section's attributes where it begins (one that an
+// earlier section has and this one lacks is read back from that one; POS is not written), an
+// entry's key and data. Returns the first failure of the library.
+VQRESULT TextFormLosses(SafeHandle dictionary, Encoding encoding,
+                        const std::function<void(std::string)> &lost);
 
 }  // namespace cli

@@ -48,7 +48,30 @@ int Compile(const DictOptions &options, const std::string &in, const std::string
 int Decompile(const DictOptions &options) {
   const std::string &in = options.input;
   const DictFile dictionary(in, Encoding::kDetect, false);
-  const std::string text = TextStream(dictionary.handle(), ParseEncoding(options.encoding), in);
+  const Encoding encoding = ParseEncoding(options.encoding);
+  // Text that would read back as another dictionary is not written at all.
+  Doing("checking", in);
+  std::string first;
+  size_t more = 0;
+  const VQRESULT checked = TextFormLosses(dictionary.handle(), encoding, [&](std::string loss) {
+    if (first.empty())
+      first = std::move(loss);
+    else
+      ++more;
+  });
+  if (checked) throw Failure(in + ": cannot walk it: " + Describe(checked));
+  if (!first.empty()) {
+    std::string others;
+    if (more && dictionary.image() && in != "-")
+      others = fmt::format(" ({} more: 'speechcommon dict check {}{}' lists them)", more, in,
+                           options.encoding.empty() ? "" : " --encoding " + options.encoding);
+    else if (more)
+      others = fmt::format(" ({} more)", more);
+    throw Failure(fmt::format(
+        "{}: {}; the text stream would not read back as this dictionary, so none is written{}", in,
+        first, others));
+  }
+  const std::string text = TextStream(dictionary.handle(), encoding, in);
   WriteOutput(options.output, text);
   if (options.output != "-")
     fmt::print("{}: {} -> {} ({} bytes)\n", in, Counts(dictionary.handle()), options.output,
@@ -179,6 +202,7 @@ int Info(const DictOptions &options) {
 
 int List(const DictOptions &options) {
   const DictFile dictionary(options.input, Encoding::kDetect, false);
+  Doing("listing", dictionary.path());
   // Written key by key: a listing of a large dictionary is never held whole.
   JsonArrayWriter keys(stdout);
   if (options.json) fmt::print("{{\"file\": {}, \"keys\": ", Json(dictionary.path()).dump());

@@ -16,16 +16,6 @@ std::string Bytes(const EDCT_ENTRY &entry) {
   return out;
 }
 
-// The text of an orthographic entry, up to its terminator.
-std::string Orthographic(const EDCT_ENTRY &entry) {
-  const auto *text = static_cast<const char *>(entry.Data);
-  if (entry.Representation == EDCT_REPR_SZ_STRING)
-    return std::string(text, strnlen(text, entry.DataSize));
-  std::u16string wide(entry.DataSize / 2, u'\0');
-  std::memcpy(wide.data(), entry.Data, wide.size() * 2);
-  return Utf8(wide.c_str());
-}
-
 bool IsBroadNarrows(const EDCT_ENTRY &entry) {
   return entry.Content == EDCT_CONTENT_BROAD_NARROWS &&
          entry.Representation == EDCT_REPR_SZZ_STRING;
@@ -42,6 +32,15 @@ Json Optional(const char *text) {
 }
 
 }  // namespace
+
+std::string OrthographicText(const EDCT_ENTRY &entry) {
+  const auto *text = static_cast<const char *>(entry.Data);
+  if (entry.Representation == EDCT_REPR_SZ_STRING)
+    return std::string(text, strnlen(text, entry.DataSize));
+  std::u16string wide(entry.DataSize / 2, u'\0');
+  std::memcpy(wide.data(), entry.Data, wide.size() * 2);
+  return Utf8(wide.c_str());
+}
 
 std::string ContentName(uint32_t content) {
   static const char *const kNames[] = {"broad-narrows", "userwords", "orthographic"};
@@ -75,7 +74,7 @@ std::string DataText(const EDCT_ENTRY &entry) {
       out += "//" + piece;
     return out.empty() ? "(empty list)" : out;
   }
-  if (IsOrthographic(entry)) return Quoted(Orthographic(entry));
+  if (IsOrthographic(entry)) return Quoted(OrthographicText(entry));
   return "bytes " + Bytes(entry);
 }
 
@@ -105,7 +104,7 @@ Json EntryJson(const EDCT_ENTRY &entry) {
   if (IsBroadNarrows(entry))
     json["data"] = BroadNarrows(entry);
   else if (IsOrthographic(entry))
-    json["data"] = Orthographic(entry);
+    json["data"] = OrthographicText(entry);
   else
     json["data"] = Bytes(entry);
   return json;

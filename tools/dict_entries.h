@@ -3,6 +3,7 @@
 #pragma once
 
 #include <string>
+#include <type_traits>
 #include <vector>
 
 #include "speechcommon.h"
@@ -26,6 +27,8 @@ std::string AttributesText(const EDCT_ENTRY &entry);
 // "orthographic (sz) language=en": what the entries of one section share.
 std::string SectionText(const EDCT_ENTRY &entry);
 
+// The text of an orthographic entry (8-bit or 16-bit), up to its terminator.
+std::string OrthographicText(const EDCT_ENTRY &entry);
 // The pieces of a broad-narrows list, up to its closing NUL.
 std::vector<std::string> BroadNarrows(const EDCT_ENTRY &entry);
 
@@ -44,20 +47,33 @@ VQRESULT Walk(SafeHandle dictionary, Visit visit);
 
 template <class Visit>
 VQRESULT cli::Walk(SafeHandle dictionary, Visit visit) {
-  SafeHandle iterator;
-  VQRESULT result = edct_DctItOpen(g_vqNullHandle, dictionary, &iterator);
+  // Closed however the walk ends, an exception of `visit` included: an open iterator would keep
+  // the dictionary from closing.
+  struct Iterator {
+    SafeHandle handle{};
+    VQRESULT Close() {
+      const VQRESULT closed = handle.pointer ? edct_DctItClose(handle) : 0;
+      handle = SafeHandle{};
+      return closed;
+    }
+    ~Iterator() { Close(); }
+  } iterator;
+  VQRESULT result = edct_DctItOpen(g_vqNullHandle, dictionary, &iterator.handle);
   if (result) return result;
   uint32_t ended = 0;
-  while (!(result = edct_DctItHasEnded(iterator, &ended)) && !ended) {
+  while (!(result = edct_DctItHasEnded(iterator.handle, &ended)) && !ended) {
     const char16_t *key = nullptr;
     const EDCT_ENTRY *entries = nullptr;
     uint32_t count = 0, newSection = 0;
-    result = edct_DctItCurrent(iterator, &key, &entries, &count, &newSection);
+    result = edct_DctItCurrent(iterator.handle, &key, &entries, &count, &newSection);
     if (result) break;
-    visit(Utf8(key), entries, count, newSection != 0);
-    result = edct_DctItIncrement(iterator);
+    if constexpr (std::is_invocable_v<Visit, const char16_t *, const EDCT_ENTRY *, uint32_t, bool>)
+      visit(key, entries, count, newSection != 0);
+    else
+      visit(Utf8(key), entries, count, newSection != 0);
+    result = edct_DctItIncrement(iterator.handle);
     if (result) break;
   }
-  const VQRESULT closed = edct_DctItClose(iterator);
+  const VQRESULT closed = iterator.Close();
   return result ? result : closed;
 }

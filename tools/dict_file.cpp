@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "tools/cli.h"
+#include "tools/dict_entries.h"
 #include "tools/result_codes.h"
 
 namespace cli {
@@ -16,37 +17,46 @@ namespace {
 
 constexpr uint32_t kImageFormat = 3;  // the first word of an archive image, in host order
 constexpr uint32_t kSwappedImageFormat = 0x03000000u;
+constexpr uint32_t kImageHeader = 24;  // its last word counts the sections
 
 // Stream bytes handed to the reader: an optional prefix, then the rest.
 struct ByteSource {
   std::string_view prefix;
   std::string_view bytes;
   size_t at = 0;
+  CallbackGuard guard;
 
   static uint32_t Read(void *user, void *buffer, uint32_t *count) {
     auto *self = static_cast<ByteSource *>(user);
-    auto *out = static_cast<char *>(buffer);
-    uint32_t given = 0;
-    while (given < *count && self->at < self->prefix.size())
-      out[given++] = self->prefix[self->at++];
-    if (self->at < self->prefix.size()) {
-      *count = given;
-      return 0;
-    }
-    const size_t from = self->at - self->prefix.size();
-    const size_t more = std::min<size_t>(*count - given, self->bytes.size() - from);
-    std::memcpy(out + given, self->bytes.data() + from, more);
-    self->at += more;
-    *count = given + static_cast<uint32_t>(more);
-    return 0;
+    return self->guard.Run(1, [&] {
+      auto *out = static_cast<char *>(buffer);
+      uint32_t given = 0;
+      while (given < *count && self->at < self->prefix.size())
+        out[given++] = self->prefix[self->at++];
+      if (self->at < self->prefix.size()) {
+        *count = given;
+        return 0u;
+      }
+      const size_t from = self->at - self->prefix.size();
+      const size_t more = std::min<size_t>(*count - given, self->bytes.size() - from);
+      std::memcpy(out + given, self->bytes.data() + from, more);
+      self->at += more;
+      *count = given + static_cast<uint32_t>(more);
+      return 0u;
+    });
   }
 };
 
+// The bytes the writer hands over; memory running out here ends the write with a failure.
 struct Collected {
   std::string bytes;
+  CallbackGuard guard;
   static uint32_t Write(void *user, const void *buffer, uint32_t count) {
-    static_cast<Collected *>(user)->bytes.append(static_cast<const char *>(buffer), count);
-    return 0;
+    auto *self = static_cast<Collected *>(user);
+    return self->guard.Run(1, [&] {
+      self->bytes.append(static_cast<const char *>(buffer), count);
+      return 0u;
+    });
   }
 };
 
@@ -105,8 +115,11 @@ StreamFormat DetectFormat(std::string_view bytes, Encoding encoding) {
 
 VQRESULT ReadStream(SafeHandle dictionary, const StreamFormat &stream,
                     EDCT_STREAM_DIAGNOSTIC *diagnostic) {
-  ByteSource source{stream.prefix, stream.bytes};
-  return edct_DctReadStreamEx(dictionary, ByteSource::Read, stream.format, &source, diagnostic);
+  ByteSource source{stream.prefix, stream.bytes, 0, {}};
+  const VQRESULT read =
+      edct_DctReadStreamEx(dictionary, ByteSource::Read, stream.format, &source, diagnostic);
+  source.guard.Rethrow();
+  return read;
 }
 
 std::string Explained(const EDCT_STREAM_DIAGNOSTIC &diagnostic) {
@@ -129,6 +142,7 @@ std::unique_ptr<DictHandle> DictHandle::Writable() {
 }
 
 DictFile::DictFile(const std::string &path, Encoding encoding, bool writable) : file_(path) {
+  Doing("reading", path);
   if (file_.Word(0) == kImageFormat) {
     // The view and the loader trust an image: it is checked against the file's bytes first.
     const uint32_t recorded = file_.Word(4);
@@ -165,28 +179,66 @@ DictFile::DictFile(const std::string &path, Encoding encoding, bool writable) : 
 }
 
 std::string ArchiveImage(SafeHandle dictionary, bool swap, const std::string &path) {
+  Doing("writing the archive image of", path);
   uint32_t size = 0;
   VQRESULT result = edct_DctArchive(dictionary, nullptr, &size, swap);
   std::vector<uint32_t> image(size / 4 + 1);
   if (!result) result = edct_DctArchive(dictionary, image.data(), &size, swap);
   if (result) throw Failure(path + ": cannot write the archive image: " + Describe(result));
+  // The count of sections is the header's last word; 0 reads the same in either byte order.
+  // Such an image holds nothing to read in place, so a lexicon without entries is refused.
+  if (size < kImageHeader || image[kImageHeader / 4 - 1] == 0)
+    throw Failure(path +
+                  ": no entries: a lexicon needs a [SubHeader] section with [Data] lines, or its "
+                  "archive image has no section to read in place (" +
+                  Describe(EDCT_E_CORRUPT) + ")");
   return std::string(reinterpret_cast<const char *>(image.data()), size);
 }
 
+namespace {
+
+// A writable copy whose keys hold their records in the opposite order. Each record read from
+// text goes in front of those read before it, so text written from the copy reads back with
+// the records in the original's order.
+std::unique_ptr<DictHandle> ReversedCopy(SafeHandle dictionary, const std::string &path) {
+  Doing("copying", path);
+  std::unique_ptr<DictHandle> copy = DictHandle::Writable();
+  EDCT_INFO info{};
+  VQRESULT result = edct_DctGetInfo(dictionary, &info);
+  if (!result) {
+    result = edct_DctSetInfo(copy->get(), &info);
+    edct_DctFreeInfo(dictionary, &info);
+  }
+  VQRESULT added = 0;
+  if (!result)
+    result =
+        Walk(dictionary, [&](const char16_t *key, const EDCT_ENTRY *entries, uint32_t count, bool) {
+          if (!added) added = edct_DctAddEntry(copy->get(), key, entries, count);
+        });
+  if (result || added)
+    throw Failure(path + ": cannot copy it for writing: " + Describe(result ? result : added));
+  return copy;
+}
+
+}  // namespace
+
 std::string TextStream(SafeHandle dictionary, Encoding encoding, const std::string &path) {
+  const std::unique_ptr<DictHandle> copy = ReversedCopy(dictionary, path);
   // The library writes 16-bit streams in the host's order; the other order is swapped here.
   const bool sixteen = encoding == Encoding::kUcs2le || encoding == Encoding::kUcs2be;
   const uint32_t wanted = encoding == Encoding::kUcs2le   ? EDCT_FORMAT_UCS2LE
                           : encoding == Encoding::kUcs2be ? EDCT_FORMAT_UCS2BE
                                                           : EDCT_FORMAT_UTF8;
+  Doing("writing the text stream of", path);
   Collected out;
-  const VQRESULT result =
-      edct_DctWriteStream(dictionary, Collected::Write, sixteen ? HostOrderFormat() : wanted, &out);
+  const VQRESULT result = edct_DctWriteStream(copy->get(), Collected::Write,
+                                              sixteen ? HostOrderFormat() : wanted, &out);
+  out.guard.Rethrow();
   if (result) throw Failure(path + ": cannot write the text stream: " + Describe(result));
   if (sixteen && wanted != HostOrderFormat())
     for (size_t i = 0; i + 1 < out.bytes.size(); i += 2)
       std::swap(out.bytes[i], out.bytes[i + 1]);
-  return out.bytes;
+  return std::move(out.bytes);
 }
 
 std::string Counts(SafeHandle dictionary) {

@@ -54,6 +54,7 @@ uint32_t InputFile::Word(size_t at) const {
 }
 
 void WriteOutput(const std::string &path, std::string_view bytes) {
+  Doing("writing", path == "-" ? "the standard output" : path);
   if (path == "-") {
     std::cout.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
     if (!std::cout.flush()) throw Failure("standard output: write failed");

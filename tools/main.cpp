@@ -6,6 +6,8 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
+#include <exception>
+#include <new>
 #include <string>
 #include <utility>
 #include <vector>
@@ -13,6 +15,22 @@
 #include "speechcommon.h"
 #include "tools/cli.h"
 #include "tools/result_codes.h"
+
+namespace cli {
+namespace {
+char g_doing[512] = "";
+}  // namespace
+
+void Doing(std::string_view what, std::string_view object) noexcept {
+  std::snprintf(g_doing, sizeof g_doing, "%.*s%s%.*s", static_cast<int>(what.size()), what.data(),
+                object.empty() ? "" : " ", static_cast<int>(object.size()), object.data());
+}
+
+const char *WhatIsBeingDone() noexcept {
+  return g_doing;
+}
+
+}  // namespace cli
 
 namespace {
 
@@ -79,9 +97,7 @@ cli::Words SplitWords(std::vector<std::string> &args) {
   return words;
 }
 
-}  // namespace
-
-int main(int argc, char **argv) {
+int Run(int argc, char **argv) {
   CLI::App app{
       "The common services of a speech toolkit from the command line: result codes, "
       "data header files, exception dictionaries and the component broker.",
@@ -128,18 +144,72 @@ int main(int argc, char **argv) {
       std::fputs("speechcommon: --trace: VQ_TRACELEVEL is not set, so nothing is traced\n", stderr);
     dbg_Init(0, nullptr, 0, nullptr);
   }
-  int status;
+  // Each command names its steps as it goes; until it does, this is what it is doing.
+  cli::Doing("running", CommandName(path));
+  int status = cli::kFailed;
   try {
     status = (*run)();
   } catch (const cli::Failure &failure) {
     std::fflush(stdout);
     std::fprintf(stderr, "speechcommon: %s\n", failure.what());
     status = failure.status();
-  } catch (const std::exception &error) {  // exhausted memory, a file system gone wrong
+  } catch (const std::bad_alloc &) {  // the tool's own containers; the library returns a code
     std::fflush(stdout);
-    std::fprintf(stderr, "speechcommon: %s\n", error.what());
-    status = cli::kFailed;
+    std::fprintf(stderr, "speechcommon: out of memory while %s\n", cli::WhatIsBeingDone());
+  } catch (const std::exception &error) {  // a file system gone wrong, a stream that failed
+    std::fflush(stdout);
+    std::fprintf(stderr, "speechcommon: %s (while %s)\n", error.what(), cli::WhatIsBeingDone());
+  } catch (...) {
+    std::fflush(stdout);
+    std::fprintf(stderr, "speechcommon: unexpected failure while %s\n", cli::WhatIsBeingDone());
   }
   if (trace) dbg_Terminate();
   return status;
+}
+
+// Memory for the way out: an allocation that fails while an exception unwinds (a JSON tree
+// takes a stack to free its nodes) is given this block and goes on.
+constexpr size_t kReserve = 4 << 20;
+void *g_reserve = nullptr;
+
+void OnExhausted() {
+  if (!g_reserve || std::uncaught_exceptions() == 0) throw std::bad_alloc();
+  std::free(g_reserve);
+  g_reserve = nullptr;  // operator new tries again
+}
+
+// An exception that reaches a frame that lets none through (a destructor that allocates, at
+// the moment memory ran out) ends the tool here: reported like any other, with status 1.
+[[noreturn]] void OnTerminate() {
+  const char *what = "unexpected failure";
+  if (const std::exception_ptr current = std::current_exception()) {
+    try {
+      std::rethrow_exception(current);
+    } catch (const std::bad_alloc &) {
+      what = "out of memory";
+    } catch (...) {
+    }
+  }
+  std::fflush(stdout);
+  std::fprintf(stderr, "speechcommon: %s while %s\n", what, cli::WhatIsBeingDone());
+  std::_Exit(cli::kFailed);
+}
+
+}  // namespace
+
+// Reading the command line takes memory too: nothing that runs out ends the tool with an abort.
+int main(int argc, char **argv) {
+  g_reserve = std::malloc(kReserve);
+  std::set_terminate(OnTerminate);
+  std::set_new_handler(OnExhausted);
+  try {
+    return Run(argc, argv);
+  } catch (const std::bad_alloc &) {
+    std::fputs("speechcommon: out of memory\n", stderr);
+  } catch (const std::exception &error) {
+    std::fprintf(stderr, "speechcommon: %s\n", error.what());
+  } catch (...) {
+    std::fputs("speechcommon: unexpected failure\n", stderr);
+  }
+  return cli::kFailed;
 }

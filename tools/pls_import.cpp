@@ -235,13 +235,8 @@ int ImportPls(const std::vector<std::string> &inputs, const std::string &output)
 
   const bool text = output == "-" || HasExtension(output, ".txt");
   if (text) {
-    const VQRESULT walked =
-        Walk(dictionary->get(),
-             [&](const std::string &key, const EDCT_ENTRY *entries, uint32_t count, bool) {
-               for (uint32_t i = 0; i < count; ++i)
-                 for (const std::string &loss : TextFormLosses(key, entries[i]))
-                   reporter.Warn(output, fmt::format("key {}: {}", Quoted(key), loss));
-             });
+    const VQRESULT walked = TextFormLosses(dictionary->get(), Encoding::kUtf8,
+                                           [&](std::string loss) { reporter.Warn(output, loss); });
     if (walked) throw Failure("cannot walk the dictionary: " + Describe(walked));
   }
   WriteOutput(output, text ? TextStream(dictionary->get(), Encoding::kUtf8, output)

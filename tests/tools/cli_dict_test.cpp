@@ -150,6 +150,10 @@ TEST_F(CliDict, BadFilesNameTheFileAndThePlace) {
   EXPECT_TRUE(Has(Dict("info -", 1, "[Header]\ncontent = x\n").err,
                   "-:2:1: unknown key content; did you mean Content?"));
   Dict("compile @main.txt -o @folder", 1);
+  // A lexicon without entries makes no image.
+  EXPECT_TRUE(Has(Dict("compile - -o @empty.img", 1, "[Header]\nName = x\n").err,
+                  "-: no entries: a lexicon needs a [SubHeader] section"));
+  EXPECT_FALSE(std::filesystem::exists(Path("empty.img")));
 }
 
 }  // namespace
