@@ -272,6 +272,13 @@ TEST(Dictionary, OutOfMemoryChangesNothing) {
   FailEachAllocation([&] { return Open(image.data(), 0, &loaded); }, stays(loaded),
                      kAnyOutOfMemory);
   FailEachAllocation([&] { return Open(image.data(), 1, &view); }, stays(view), kAnyOutOfMemory);
+  // A view's first lookup makes its key index; without memory for it the view bisects, with
+  // the same answers, and later lookups fail only for their own allocation.
+  const Data expected = Lookup(dictionary, u"k");
+  sc::testing::FailNthAllocation(1);
+  EXPECT_EQ(Lookup(view, u"k"), expected);
+  EXPECT_TRUE(sc::testing::AllocationFailed());
+  sc::testing::FailNthAllocation(0);
   FailEachAllocation([&] { return Get(view, u"k"); }, [] {});
   EXPECT_EQ(Lookup(loaded, u"k"), (Data{"rich", "rich"}));
 
