@@ -6,6 +6,7 @@
 
 #include "dictionary/entry_store.h"
 #include "dictionary/guarded.h"
+#include "dictionary/image_index.h"
 #include "dictionary/image_layout.h"
 #include "foundation/result.h"
 #include "sc_edct.h"
@@ -46,6 +47,7 @@ struct ImageSubDictionary {
   const unsigned char *keyBlock;
   const unsigned char *dataOffsets;
   const unsigned char *dataBlock;
+  ImageKeyIndex keyIndex;  // built on the dictionary's first lookup, when it fits the budget
   ImageSubDictionary *next;
 };
 
@@ -63,6 +65,8 @@ struct Dictionary {
   uint32_t callbackError;
   SubDictionary *first;            // writable
   ImageSubDictionary *firstImage;  // read-only: one block of records
+  uint32_t imageSize;              // read-only: as the image's header records it
+  bool indexesBuilt;               // read-only: the sections' key indexes were attempted
   EDCT_NOTIFY_FN notify;
   void *notifyUser;
 };

@@ -1,5 +1,6 @@
 #include "dictionary/image_view.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 
@@ -127,6 +128,23 @@ bool PassesReadOnly(const EDCT_FILTER *filter, const ImageSubDictionary &section
   return true;
 }
 
+// Indexes the sections in order while their tables stay under an eighth of the image; the
+// dictionary's lock is held, so concurrent first lookups build them once.
+void BuildIndexes(Dictionary *dictionary) {
+  dictionary->indexesBuilt = true;
+  const uint64_t budget = dictionary->imageSize / 8;
+  uint64_t keys = 0, used = 0;
+  for (const ImageSubDictionary *section = dictionary->firstImage; section; section = section->next)
+    keys += section->header.keyCount;
+  for (ImageSubDictionary *section = dictionary->firstImage; section; section = section->next) {
+    // Each section gets a share of the budget in proportion to its keys.
+    const uint64_t share = keys ? budget * section->header.keyCount / keys : 0;
+    if (BuildImageIndex(dictionary->resource, *section, std::min(share, budget - used),
+                        &section->keyIndex))
+      used += section->keyIndex.bytes;
+  }
+}
+
 }  // namespace
 
 VQRESULT OpenImageView(Dictionary *dictionary, const unsigned char *start) {
@@ -138,6 +156,7 @@ VQRESULT OpenImageView(Dictionary *dictionary, const unsigned char *start) {
   const uint64_t descriptionEnd = nameEnd ? bounds.WideEnd(nameEnd) : 0;
   if (!descriptionEnd) return EDCT_E_CORRUPT;
   dictionary->kind = kReadOnly;
+  dictionary->imageSize = header.imageSize;
   dictionary->nbrKeys = header.nbrKeys;
   dictionary->nbrEntries = header.nbrEntries;
   dictionary->name = WideAt(bounds, sizeof header);
@@ -160,6 +179,8 @@ VQRESULT OpenImageView(Dictionary *dictionary, const unsigned char *start) {
 }
 
 void CloseImageView(Dictionary *dictionary) {
+  for (ImageSubDictionary *section = dictionary->firstImage; section; section = section->next)
+    FreeImageIndex(dictionary->resource, &section->keyIndex);
   heap_Free(dictionary->resource->heap, dictionary->firstImage);
   dictionary->firstImage = nullptr;
 }
@@ -196,12 +217,15 @@ bool AddImageEntries(const ImageSubDictionary &section, uint32_t index, EntryBlo
   return true;
 }
 
-VQRESULT CollectImageEntries(const Dictionary *dictionary, const char16_t *key,
-                             const EDCT_FILTER *filter, EntryBlock *block) {
+VQRESULT CollectImageEntries(Dictionary *dictionary, const char16_t *key, const EDCT_FILTER *filter,
+                             EntryBlock *block) {
+  if (!dictionary->indexesBuilt) BuildIndexes(dictionary);
   for (const ImageSubDictionary *section = dictionary->firstImage; section;
        section = section->next) {
     if (!PassesReadOnly(filter, *section)) continue;
-    const int64_t index = FindKey(*section, key);
+    // A hash index, where the section has one, finds what the bisection would find.
+    const int64_t index = section->keyIndex.slots ? FindIndexedKey(*section, section->keyIndex, key)
+                                                  : FindKey(*section, key);
     if (index < 0) continue;
     if (!AddImageEntries(*section, static_cast<uint32_t>(index), block)) return EDCT_E_CORRUPT;
   }

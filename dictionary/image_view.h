@@ -1,5 +1,6 @@
 // The read-only dictionary: a view that reads an archive image in place. Opening checks the
-// header and locates each section (no copy, no index); a lookup bisects each section's keys.
+// header and locates each section (no copy, no index); a lookup probes each section's hash
+// index, built on the first lookup (image_index.h), or bisects the section's keys.
 // The view never reads outside [image, image + recorded image size), whatever the image holds.
 #pragma once
 
@@ -15,8 +16,9 @@ void CloseImageView(Dictionary *dictionary);
 
 // Adds the entries of `key` in every section that passes the filter, in section order, to
 // the block. A corrupt section met on the way gives the corrupt-buffer code.
-VQRESULT CollectImageEntries(const Dictionary *dictionary, const char16_t *key,
-                             const EDCT_FILTER *filter, EntryBlock *block);
+// The first call builds the sections' key indexes.
+VQRESULT CollectImageEntries(Dictionary *dictionary, const char16_t *key, const EDCT_FILTER *filter,
+                             EntryBlock *block);
 
 // Key i of a section: its bytes and where they end (UTF-8 bytes or 16-bit units in host order).
 struct ImageKey {

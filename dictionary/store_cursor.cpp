@@ -43,7 +43,15 @@ void StoreCursorCurrent(StoreCursor *cursor, EntryRecord *record) {
 
 void StoreCursorAdvance(StoreCursor *cursor) {
   cursor->pendingLink = kNoLink;
-  TreeCursorAdvance(&cursor->tree);
+  TreeCursor &tree = cursor->tree;
+  TreeCursorAdvance(&tree);
+  // Records lie in the arena in the order they were added, not in key order: the records of
+  // the next keys on the stack, and their right children, are fetched ahead of their turn.
+  for (uint32_t k = 1; k <= 3 && k <= tree.depth; ++k) {
+    const Node &next = tree.pool->At(tree.stack[tree.depth - k]);
+    __builtin_prefetch(cursor->store->arena.data + next.value);
+    if (next.right) __builtin_prefetch(&tree.pool->At(next.right));
+  }
 }
 
 }  // namespace sc::edct

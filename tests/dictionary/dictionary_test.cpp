@@ -272,6 +272,13 @@ TEST(Dictionary, OutOfMemoryChangesNothing) {
   FailEachAllocation([&] { return Open(image.data(), 0, &loaded); }, stays(loaded),
                      kAnyOutOfMemory);
   FailEachAllocation([&] { return Open(image.data(), 1, &view); }, stays(view), kAnyOutOfMemory);
+  // A view's first lookup makes its key index; without memory for it the view bisects, with
+  // the same answers, and later lookups fail only for their own allocation.
+  const Data expected = Lookup(dictionary, u"k");
+  sc::testing::FailNthAllocation(1);
+  EXPECT_EQ(Lookup(view, u"k"), expected);
+  EXPECT_TRUE(sc::testing::AllocationFailed());
+  sc::testing::FailNthAllocation(0);
   FailEachAllocation([&] { return Get(view, u"k"); }, [] {});
   EXPECT_EQ(Lookup(loaded, u"k"), (Data{"rich", "rich"}));
 
@@ -331,6 +338,19 @@ TEST(DictionaryThreads, ConcurrentAddsAndLookups) {
     thread.join();
   EXPECT_EQ(misses.load(), 0);
   EXPECT_EQ(Describe(dictionary), "-|-|8000|8000|2");
+  // A view's first lookups race to make its key index; one makes it, all answer alike.
+  const Image image = Archive(dictionary);
+  Opened view(image.data(), EDCT_OPEN_READONLY);
+  threads.clear();
+  for (int t = 0; t < kThreads; ++t) {
+    threads.emplace_back([&, t] {
+      for (int i = 0; i < kKeys; i += 7)
+        if (Lookup(view, key(t, i)) != Data{std::to_string(i)}) ++misses;
+    });
+  }
+  for (std::thread &thread : threads)
+    thread.join();
+  EXPECT_EQ(misses.load(), 0);
 }
 
 }  // namespace

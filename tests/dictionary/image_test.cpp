@@ -189,6 +189,38 @@ TEST(Image, RoundTripsKeepEveryEntry) {
   EXPECT_EQ(Archive(twice).Bytes(), image.Bytes());
 }
 
+// A view indexes its keys on the first lookup; it must answer exactly as a bisection of the
+// sorted keys would, for keys held, keys absent and keys out of order.
+TEST(Image, IndexedLookupsAnswerAsTheSortedKeysDo) {
+  Writable dictionary;
+  std::vector<std::u16string> keys;
+  for (int i = 0; i < 3000; ++i) {
+    std::u16string key = u"w" + std::u16string(1, static_cast<char16_t>(u'a' + i % 26));
+    for (int n = i; n; n /= 7)
+      key += static_cast<char16_t>(i % 3 ? u'0' + n % 7 : 0x4e00 + n % 7);
+    keys.push_back(key);
+    // A second section holds every third key, so many lookups miss in one of them.
+    ASSERT_EQ(Add(dictionary, key, std::string(12, 'd') + std::to_string(i)), 0u);
+    if (i % 3 == 0) {
+      ASSERT_EQ(Add(dictionary, key, {Entry{.language = "x", .data = "y"}}), 0u);
+    }
+  }
+  const Image image = Archive(dictionary);
+  Opened view(image.data(), EDCT_OPEN_READONLY);
+  EXPECT_TRUE(Lookup(view, u"absent first").empty());
+  for (const std::u16string &key : keys) {
+    EXPECT_EQ(Lookup(view, key), Lookup(dictionary, key));
+    EXPECT_TRUE(Lookup(view, key + u"0").empty());
+    EXPECT_TRUE(Lookup(view, key.substr(0, key.size() - 1) + u"~").empty());
+  }
+  // Keys out of order: the bisection turns both away, so an index must not find them either.
+  Bytes unsorted(std::begin(kWorkedExample), std::end(kWorkedExample));
+  std::swap(unsorted[96], unsorted[98]);
+  Opened outOfOrder(unsorted.data(), EDCT_OPEN_READONLY);
+  EXPECT_TRUE(Lookup(outOfOrder, u"a").empty());
+  EXPECT_TRUE(Lookup(outOfOrder, u"b").empty());
+}
+
 TEST(Image, ItemsInAListMustFitSixteenBits) {
   Writable dictionary;
   ASSERT_EQ(Add(dictionary, u"k", std::string(65535, 'a')), 0u);
