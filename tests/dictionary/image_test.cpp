@@ -195,7 +195,7 @@ TEST(Image, IndexedLookupsAnswerAsTheSortedKeysDo) {
   Writable dictionary;
   std::vector<std::u16string> keys;
   for (int i = 0; i < 3000; ++i) {
-    std::u16string key = u"w" + std::u16string(1, static_cast<char16_t>(u'a' + i % 26));
+    std::u16string key = {u'w', static_cast<char16_t>(u'a' + i % 26)};
     for (int n = i; n; n /= 7)
       key += static_cast<char16_t>(i % 3 ? u'0' + n % 7 : 0x4e00 + n % 7);
     keys.push_back(key);
