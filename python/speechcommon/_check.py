@@ -4,12 +4,14 @@ way the reader takes them, to find what it accepts but will not give back as wri
 
 from __future__ import annotations
 
+import ctypes
 import json
 from dataclasses import dataclass
 from typing import Any, Optional
 
 from . import _cli
 from ._cli import Failure, quoted
+from ._library import SafeHandle, library, null_handle
 from .dictionary import Dictionary
 from .errors import SpeechCommonError
 
@@ -344,10 +346,6 @@ def _check_text(data: bytes, encoding: Optional[str], findings: list[Finding]) -
 
 
 def _check_image(data: bytes, findings: list[Finding]) -> None:
-    import ctypes
-
-    from ._library import SafeHandle, library, null_handle
-
     if _cli.word(data, 0) == _cli.SWAPPED_IMAGE_FORMAT:
         findings.append(Finding(0, 0, True, "an archive image for a host of the other byte order"))
         return

@@ -11,7 +11,7 @@ from dataclasses import dataclass
 from typing import Any, Iterator, Optional
 
 from .dictionary import Dictionary, StreamProblem
-from .errors import SpeechCommonError
+from .errors import SpeechCommonError, code
 
 PROGRAM = "speechcommon"
 IMAGE_FORMAT = 3  # the first word of an archive image, in host order
@@ -235,7 +235,7 @@ class DictFile:
             self.kind = f"archive image, {recorded} bytes{in_place}"
             return
         if word(data, 0) == SWAPPED_IMAGE_FORMAT:
-            corrupt = SpeechCommonError(_corrupt_code())
+            corrupt = SpeechCommonError(code("EDCT_E_CORRUPT"))
             raise Failure(f"{path}: archive image for a host of the other byte order (compile it "
                           f"without --swap to use it here): {describe(corrupt)}")
         stream = detect_format(data, encoding)
@@ -251,12 +251,6 @@ class DictFile:
 
     def close(self) -> None:
         self.dictionary.close()
-
-
-def _corrupt_code() -> int:
-    from .errors import code
-
-    return code("EDCT_E_CORRUPT")
 
 
 # ---- entries as their records hold them --------------------------------------------------

@@ -10,9 +10,9 @@ from dataclasses import dataclass, field
 from typing import Optional, Union
 from xml.parsers import expat
 
-from . import _cli
+from . import _cli, _text
 from ._cli import BROAD_NARROWS, ORTHOGRAPHIC, SZ_STRING, SZZ_STRING, Failure, quoted
-from ._library import EDCT_ENTRY
+from ._library import EDCT_ENTRY, library
 from .dictionary import Dictionary
 from .errors import SpeechCommonError
 
@@ -221,9 +221,6 @@ class Lexicon:
 def _add(dictionary: Dictionary, key: str, language: str, model: bytes, content: int,
          representation: int, data: bytes) -> None:
     """Adds one entry with the bytes given, as they are."""
-    from . import _text
-    from ._library import library
-
     keep = [ctypes.create_string_buffer(raw, len(raw) + 1)
             for raw in (_cli.to_bytes(language), model, data)]
     entry = EDCT_ENTRY(content, representation, _UNSPECIFIED, ctypes.addressof(keep[0]),
