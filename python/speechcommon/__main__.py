@@ -10,73 +10,17 @@ import os
 import sys
 from typing import Any, Optional, Sequence
 
+from ._check import check_lexicons
+from ._cli import PROGRAM, DictFile, Failure
+from ._cli import describe as _describe
+from ._cli import write_err
+from ._cli import write_output as _write_output
+from ._pls import export_pls, import_pls
 from .dictionary import Content, Dictionary, DictionaryManager, Entry, Representation
 from .errors import SpeechCommonError
 
-PROGRAM = "speechcommon"
-_SWAPPED_IMAGE_FORMAT = 0x03000000
 _CONTENT_NAMES = ("broad-narrows", "userwords", "orthographic")
 _REPRESENTATION_NAMES = ("szz", "binary", "sz", "wsz")
-_STREAM_KINDS = {"utf8": "UTF-8", "ucs2le": "UCS-2 little-endian", "ucs2be": "UCS-2 big-endian"}
-
-
-class Failure(Exception):
-    """A command that cannot go on: its message is printed and the status is 1."""
-
-
-# ---- opening and describing --------------------------------------------------------------
-
-
-class DictFile:
-    """A DICT argument: an archive image (read in place unless a writable copy is wanted) or a
-    text stream, from a path or '-' (standard input)."""
-
-    def __init__(self, path: str, encoding: Optional[str], writable: bool) -> None:
-        self.path = path
-        data = sys.stdin.buffer.read() if path == "-" else _read_file(path)
-        word = int.from_bytes(data[:4], sys.byteorder) if len(data) >= 4 else None
-        if word == 3:
-            recorded = int.from_bytes(data[4:8], sys.byteorder)
-            try:
-                self.dictionary = Dictionary.open(data if path == "-" else path, writable=writable)
-            except SpeechCommonError as error:
-                what = "truncated archive image" if recorded > len(data) else (
-                    "cannot open the archive image")
-                raise Failure(f"{path}: {what}: {_describe(error)}") from error
-            in_place = "" if self.dictionary.writable else ", read in place"
-            self.kind = f"archive image, {recorded} bytes{in_place}"
-            return
-        if word == _SWAPPED_IMAGE_FORMAT:
-            raise Failure(f"{path}: archive image for a host of the other byte order (compile it "
-                          "without --swap to use it here)")
-        if encoding is None:
-            encoding = ("ucs2le" if data.startswith(b"\xff\xfe") else
-                        "ucs2be" if data.startswith(b"\xfe\xff") else "utf8")
-        self.kind = f"{_STREAM_KINDS[encoding]} text stream"
-        try:
-            self.dictionary = Dictionary.from_text(data, encoding)  # type: ignore[arg-type]
-        except SpeechCommonError as error:
-            problem = getattr(error, "problem", None)
-            place = f"{path}:{problem}" if problem is not None and problem.line else (
-                f"{path}: {problem}" if problem is not None else path)
-            raise Failure(f"{place} ({_describe(error)})") from error
-
-    def close(self) -> None:
-        self.dictionary.close()
-
-
-def _read_file(path: str) -> bytes:
-    try:
-        with open(path, "rb") as file:
-            return file.read()
-    except OSError as error:
-        raise Failure(f"{path}: cannot read: {error.strerror}") from error
-
-
-def _describe(error: SpeechCommonError) -> str:
-    named = f"{error.name} 0x{error.code:08X}" if error.name else f"0x{error.code:08X}"
-    message = (error.message or "").strip()
-    return f"{named}: {message}" if message else named
 
 
 def _content_name(content: int) -> str:
@@ -158,19 +102,6 @@ def _counts(dictionary: Dictionary) -> str:
 
 def _print_json(document: Any) -> None:
     print(json.dumps(document, indent=2, ensure_ascii=False))
-
-
-def _write_output(path: str, data: bytes) -> None:
-    if path == "-":
-        sys.stdout.flush()
-        sys.stdout.buffer.write(data)
-        sys.stdout.buffer.flush()
-        return
-    try:
-        with open(path, "wb") as file:
-            file.write(data)
-    except OSError as error:
-        raise Failure(f"{path}: cannot write: {error.strerror}") from error
 
 
 # ---- the commands ------------------------------------------------------------------------
@@ -313,7 +244,8 @@ def _parser() -> argparse.ArgumentParser:
     parser = argparse.ArgumentParser(prog=f"python3 -m {PROGRAM}",
                                      description="The speechcommon tool's dictionary commands.")
     groups = parser.add_subparsers(dest="group", required=True, metavar="COMMAND")
-    dict_ = groups.add_parser("dict", help="Compile, convert, look up, describe and list dictionaries",
+    dict_ = groups.add_parser("dict", help="Compile, check, convert, look up, describe and list "
+                              "dictionaries; import and export W3C pronunciation lexicons",
                               epilog="A DICT is an archive image (opened read-only in place) or a "
                               "text stream (UTF-8, or UCS-2 with a byte-order mark); '-' is the "
                               "standard input or output.")
@@ -361,6 +293,43 @@ def _parser() -> argparse.ArgumentParser:
     list_parser = commands.add_parser("list", help="Every key with its entries")
     list_parser.add_argument("dict", metavar="DICT", help="A dictionary")
     list_parser.add_argument("--json", action="store_true", help="Write the keys as JSON")
+
+    check = commands.add_parser(
+        "check", help="Check lexicons as a compiler would",
+        epilog="Prints file:line:column, warning or error, and what is wrong: what the reader "
+        "refuses (errors), and what it accepts but will not give back as written: unknown "
+        "sections, keys given twice, entries repeated, empty keys and data, text that the text "
+        "form cannot carry back, sections that differ only in the case of an attribute, mixed "
+        "line ends, a byte-order mark inside the text, quoted text with blanks at its ends. Exit "
+        "status 1 when there are errors (or, with --werror, warnings).")
+    check.add_argument("inputs", metavar="LEXICON", nargs="+",
+                       help="Text streams (or archive images)")
+    check.add_argument("--werror", action="store_true", help="Count warnings as errors")
+    check.add_argument("--encoding", choices=encodings,
+                       help="The text streams' encoding (else taken from their byte-order marks)")
+    check.add_argument("--json", action="store_true", help="Write the findings as JSON")
+
+    import_parser = commands.add_parser(
+        "import-pls", help="Make a dictionary from W3C pronunciation lexicons (PLS 1.0)",
+        epilog="Each grapheme becomes a key; the phonemes of a lexeme, preferred first, one "
+        "broad-narrows entry; each alias an orthographic entry. The lexicon's xml:lang is the "
+        "Language, its alphabet the Model (\"alphabet:ipa\"). What has no place in a "
+        "dictionary (examples, roles, metadata) is reported. OUT is an archive image, or a text "
+        "stream when it ends in .txt or is '-'.")
+    import_parser.add_argument("inputs", metavar="PLS", nargs="+", help="Lexicon files")
+    import_parser.add_argument("-o", "--output", required=True, help="The dictionary to write")
+
+    export = commands.add_parser(
+        "export-pls", help="Write a dictionary as a W3C pronunciation lexicon",
+        epilog="Each key becomes a lexeme with one grapheme; its broad-narrows entries give the "
+        "phonemes, its orthographic entries the aliases. A lexicon has one language: a "
+        "dictionary with several needs --language, and entries of the others are reported. What "
+        "has no place in a lexicon (user words, engines) is reported.")
+    export.add_argument("dict", metavar="DICT", help="A dictionary")
+    export.add_argument("-o", "--output", required=True, help="The lexicon to write ('-': stdout)")
+    export.add_argument("--language", help="The language to export")
+    export.add_argument("--alphabet", default="",
+                        help="The alphabet of phonemes whose section records none")
     return parser
 
 
@@ -386,9 +355,16 @@ def main(argv: Optional[Sequence[str]] = None) -> int:
             return lookup(options, words)
         if options.command == "info":
             return info(options)
+        if options.command == "check":
+            return check_lexicons(options.inputs, options.encoding, options.werror, options.json)
+        if options.command == "import-pls":
+            return import_pls(options.inputs, options.output)
+        if options.command == "export-pls":
+            return export_pls(options.dict, options.output, options.language, options.alphabet)
         return list_(options)
     except Failure as failure:
-        print(f"{PROGRAM}: {failure}", file=sys.stderr)
+        sys.stdout.flush()
+        write_err(f"{PROGRAM}: {failure}\n")
         return 1
     except SpeechCommonError as error:
         print(f"{PROGRAM}: {error}", file=sys.stderr)

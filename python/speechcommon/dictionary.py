@@ -449,6 +449,12 @@ class Dictionary(Owned):
         """Every key as the library's iterator visits it: SubDictionary by SubDictionary, keys
         in ascending order of their UTF-16 units within each. While a walk is under way the
         dictionary refuses changes (EDCT_E_ITERATOR_OPEN)."""
+        for key, entries, new_section in self._walk(_entries_from_c):
+            yield WalkItem(key, entries, new_section)
+
+    def _walk(self, convert: Any) -> Iterator[tuple[str, Any, bool]]:
+        """The walk with each key's EDCT_ENTRY records handed to convert(array, count), for
+        callers that want the records' bytes as they are."""
         self._live()
         lib = library()
         iterator = SafeHandle()
@@ -470,8 +476,8 @@ class Dictionary(Owned):
                                           byref(new_section)),
                     "walking",
                 )
-                item = WalkItem(_text.from_utf16(key) or "", _entries_from_c(array, count.value),
-                                bool(new_section.value))
+                item = (_text.from_utf16(key) or "", convert(array, count.value),
+                        bool(new_section.value))
                 check(lib.edct_DctItIncrement(iterator), "walking")
                 yield item
         finally:
@@ -549,7 +555,10 @@ class Dictionary(Owned):
             _require_binary(source)
             self._read_stream(source, encoding, getattr(source, "name", "a text stream"))
 
-    def _read_stream(self, stream: IO[bytes], encoding: Optional[Encoding], label: str) -> None:
+    def _read_stream(self, stream: IO[bytes], encoding: Optional[Encoding],
+                     label: str) -> StreamProblem:
+        """Reads the stream; returns the reader's diagnostic (line 0 when it has nothing to
+        say), and raises it with the code when the reader refuses the stream."""
         lib = library()
         head = _read_some(stream, 3)
         if encoding is None:
@@ -584,17 +593,18 @@ class Dictionary(Owned):
         diagnostic = EDCT_STREAM_DIAGNOSTIC()
         result = lib.edct_DctReadStreamEx(self._handle, callback, _FORMATS[encoding], None,
                                           byref(diagnostic))
+        problem = StreamProblem(
+            diagnostic.Reason, diagnostic.Line, diagnostic.Column,
+            (diagnostic.Text or b"").decode("utf-8", "replace"),
+            _text.decode8(diagnostic.Found),
+        )
         if failed(result):
-            problem = StreamProblem(
-                diagnostic.Reason, diagnostic.Line, diagnostic.Column,
-                (diagnostic.Text or b"").decode("utf-8", "replace"),
-                _text.decode8(diagnostic.Found),
-            )
             error = SpeechCommonError(result, f"reading {label}", str(problem))
             error.problem = problem  # type: ignore[attr-defined]
             if failure:
                 raise error from failure[0]
             raise error
+        return problem
 
     def write_text(self, target: Union[str, "os.PathLike[str]", BinaryIO],
                    encoding: Encoding = "utf8") -> None:

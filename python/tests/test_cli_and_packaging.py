@@ -118,3 +118,115 @@ def test_pip_installs_the_package_offline(tmp_path, source_root):
     assert found.returncode == 0, found.stderr.decode()
     assert found.stdout.decode().split()[1:] == [speechcommon.__version__,
                                                   str(speechcommon.codes.EDCT_E_CORRUPT)]
+
+
+RICH_LEXICON = """<?xml version="1.0" encoding="UTF-8"?>
+<pls:lexicon version="1.1" xmlns:pls="http://www.w3.org/2005/01/pronunciation-lexicon"
+    alphabet="ipa" xml:lang="en-GB" extra="1">
+  <pls:meta name="x"/>
+  <pls:lexeme role="noun">
+    <pls:grapheme>tomato</pls:grapheme>
+    <pls:grapheme>tomatoes<!-- plural -->  </pls:grapheme>
+    <pls:phoneme>t\u0259\u02c8m\u0251\u02d0t\u0259\u028a</pls:phoneme>
+    <pls:phoneme prefer="true" alphabet="x-sampa">t@"mA:t@U</pls:phoneme>
+    <pls:phoneme prefer="true"><![CDATA[t\u0259<m\u0251\u02d0>]]></pls:phoneme>
+    <pls:alias>tomayto</pls:alias>
+    <pls:alias prefer="true">tomahto &amp; co</pls:alias>
+    <pls:example>I like tomato.</pls:example>
+    <pls:grapheme lang="x"></pls:grapheme>
+  </pls:lexeme>
+  <pls:lexeme><pls:phoneme>a</pls:phoneme></pls:lexeme>
+  <pls:lexeme><pls:grapheme>lonely</pls:grapheme></pls:lexeme>
+  <pls:lexeme><pls:grapheme> two words </pls:grapheme><pls:phoneme>p//q</pls:phoneme></pls:lexeme>
+</pls:lexicon>
+"""
+
+HOSTILE_TEXT = (
+    b"\xef\xbb\xbf[Header]\r\nName = A\r\nName = B\nDescription\n\n  second\nPOS = 3\n\n"
+    b"[SubHeader]\nContent = EDCT_CONTENT_BROAD_NARROWS\nLanguage = en\n[Data]\n"
+    b"k1 //a////b\nk1 //a////b\n\"k3\n\"  k4\"\n\"\" x\nk\tb\n[Foo]\tx\nlonely\n//p\n"
+    b"bad\xff\xfe byte\nin\rline\nmark\xef\xbb\xbfx y\n"
+    b"[SubHeader]\nContent = EDCT_CONTENT_USERWORDS\n[Data]\nu1 00 01 0\nu2 00 \\\n 01 02\n"
+    b"[SubHeader]\nContent = EDCT_CONTENT_ORTHOGRAPHIC\nLanguage = EN\n[Data]\n"
+    b"o1 \"  spaced  \"\no2 \"open\n"
+    b"[SubHeader]\nContent = EDCT_CONTENT_BROAD_NARROWS\nLanguage = en\nRepresentation = "
+    b"EDCT_REPR_SZZ_STRING\n[Data]\nk9 //z\n"
+)
+DRAFT = (b"[Header]\nName = Draft\n\n[SubHeader]\nLanguage = en-US\n"
+         b"Content = EDCT_CONTENT_ORTHOGRAPHIC\nRepresentation = EDCT_REPR_SZ_STRING\n\n"
+         b"[Data]\nDr.\tdoctor\nDr.\tdoctor\n\"  St. \"\tstreet\n[Misc]\tother\n")
+NS = 'xmlns="http://www.w3.org/2005/01/pronunciation-lexicon"'
+
+
+class Sides:
+    """The tool and the module, each run in a directory of its own holding the same inputs,
+    so that messages naming files and the files written can be compared byte for byte."""
+
+    def __init__(self, tool, root: Path, inputs: dict) -> None:
+        self.tool, self.root, self.inputs, self.runs = tool, root, inputs, 0
+
+    def same(self, *command, stdin=None):
+        self.runs += 1
+        ours, theirs = self.root / f"p{self.runs}", self.root / f"c{self.runs}"
+        for side in (ours, theirs):
+            side.mkdir()
+            for name, data in self.inputs.items():
+                (side / name).write_bytes(data)
+        mine = module("dict", *command, stdin=stdin, cwd=ours)
+        tools = run([self.tool, "dict", *command], stdin=stdin, cwd=theirs)
+        assert (mine.returncode, mine.stdout.decode(errors="replace"),
+                mine.stderr.decode(errors="replace")) == (
+                    tools.returncode, tools.stdout.decode(errors="replace"),
+                    tools.stderr.decode(errors="replace")), command
+        written = {p.name: p.read_bytes() for p in theirs.iterdir()}
+        assert {p.name: p.read_bytes() for p in ours.iterdir()} == written, command
+        return tools, written
+
+
+def test_check_and_pls_commands_answer_as_the_tool_does(tool, source_root, tmp_path):
+    examples = source_root / "examples"
+    with speechcommon.Dictionary.from_text(examples / "lexicon.txt") as lexicon:
+        image = lexicon.archive()
+    wide = "[Header]\nName = wide\n[SubHeader]\nContent = EDCT_CONTENT_ORTHOGRAPHIC\n[Data]\nx  y\nx y\n"
+    sides = Sides(tool, tmp_path, {
+        "lexicon.txt": (examples / "lexicon.txt").read_bytes(),
+        "override.txt": (examples / "override.txt").read_bytes(),
+        "lexicon.img": image, "draft.txt": DRAFT, "hostile.txt": HOSTILE_TEXT,
+        "wide.txt": wide.encode("utf-16-be"), "cut.img": image[:100],
+        "rich.pls": RICH_LEXICON.encode(),
+        "mismatch.pls": f'<lexicon {NS} alphabet="ipa" xml:lang="en">\n<lexeme>\n</lexicon>'.encode(),
+        "cut.pls": f'<lexicon {NS} alphabet="ipa" xml:lang="en">\n <lexeme><grapheme>a</gra'.encode(),
+        "stranger.pls": b'<lexicon alphabet="ipa" xml:lang="en"/>',
+        "bare.pls": f'<lexicon {NS} xml:lang="en"/>'.encode(),
+    })
+    # Checked as a compiler would: the demo's draft, the examples, hostile lines, an image.
+    checked, _ = sides.same("check", "draft.txt", "lexicon.txt")
+    assert b"draft.txt:11:1: warning: duplicate entry" in checked.stdout
+    assert sides.same("check", "draft.txt", "--werror")[0].returncode == 1
+    for command in (["hostile.txt", "override.txt", "lexicon.img", "cut.img", "missing.txt"],
+                    ["--encoding", "ucs2be", "wide.txt"], ["--encoding", "utf8", "hostile.txt"]):
+        sides.same("check", *command)
+        sides.same("check", "--json", *command)
+    sides.same("check", "-", stdin=HOSTILE_TEXT)
+
+    # Out to a lexicon and back: one language, the alphabet named, the others left out.
+    _, written = sides.same("export-pls", "lexicon.img", "--language", "en-US", "--alphabet",
+                            "x-sampa", "-o", "lexicon.pls")
+    assert b'alphabet="x-sampa" xml:lang="en-US"' in written["lexicon.pls"]
+    assert sides.same("export-pls", "lexicon.img", "-o", "x.pls")[0].returncode == 1  # languages
+    sides.same("export-pls", "override.txt", "--language", "en-US", "-o", "-")  # no alphabet
+    sides.inputs["lexicon.pls"] = written["lexicon.pls"]
+    _, written = sides.same("import-pls", "lexicon.pls", "rich.pls", "-o", "both.img")
+    with speechcommon.Dictionary.open(written["both.img"]) as both:
+        entries = both.lookup("tomato")
+        assert {e.model for e in entries} == {"alphabet:x-sampa", "alphabet:ipa"}
+        assert both.info.name == "lexicon"
+    sides.inputs["both.img"] = written["both.img"]
+    sides.same("export-pls", "both.img", "--language", "en-GB", "-o", "-")
+    sides.same("import-pls", "rich.pls", "-o", "rich.txt")
+    sides.same("import-pls", "rich.pls", "-o", "-")
+    for bad in ("mismatch.pls", "cut.pls", "stranger.pls", "bare.pls", "missing.pls"):
+        failed, _ = sides.same("import-pls", "rich.pls", bad, "-o", "x.img")
+        # The first lexicon's warnings, then the failure naming the second.
+        assert failed.returncode == 1 and b"rich.pls:5:3: warning: the role" in failed.stderr
+        assert failed.stderr.splitlines()[-1].startswith(b"speechcommon: " + bad.encode())
