@@ -16,6 +16,7 @@ from ._cli import describe as _describe
 from ._cli import write_err
 from ._cli import write_output as _write_output
 from ._pls import export_pls, import_pls
+from ._textform import archive_image, text_form_losses, text_stream
 from .dictionary import Content, Dictionary, DictionaryManager, Entry, Representation
 from .errors import SpeechCommonError
 
@@ -110,10 +111,7 @@ def _print_json(document: Any) -> None:
 def compile_(options: argparse.Namespace, source: str, target: str) -> int:
     opened = DictFile(source, options.encoding, writable=True)
     try:
-        try:
-            image = opened.dictionary.archive(swap=options.swap)
-        except SpeechCommonError as error:
-            raise Failure(f"{source}: cannot write the archive image: {_describe(error)}") from error
+        image = archive_image(opened.dictionary, options.swap, source)
         _write_output(target, image)
         if target != "-":
             note = ", for a host of the other byte order" if options.swap else ""
@@ -124,12 +122,26 @@ def compile_(options: argparse.Namespace, source: str, target: str) -> int:
 
 
 def decompile(options: argparse.Namespace) -> int:
-    opened = DictFile(options.input, None, writable=False)
+    source = options.input
+    opened = DictFile(source, None, writable=False)
     try:
+        # Text that would read back as another dictionary is not written at all.
+        losses: list[str] = []
         try:
-            text = opened.dictionary.to_text(options.encoding or "utf8")
+            text_form_losses(opened.dictionary, options.encoding, losses.append)
         except SpeechCommonError as error:
-            raise Failure(f"{options.input}: cannot write the text stream: {_describe(error)}") from error
+            raise Failure(f"{source}: cannot walk it: {_describe(error)}") from error
+        if losses:
+            more = len(losses) - 1
+            others = ""
+            if more and opened.image and source != "-":
+                named = f" --encoding {options.encoding}" if options.encoding else ""
+                others = f" ({more} more: '{PROGRAM} dict check {source}{named}' lists them)"
+            elif more:
+                others = f" ({more} more)"
+            raise Failure(f"{source}: {losses[0]}; the text stream would not read back as this "
+                          f"dictionary, so none is written{others}")
+        text = text_stream(opened.dictionary, options.encoding or "utf8", source)
         _write_output(options.output, text)
         if options.output != "-":
             print(f"{options.input}: {_counts(opened.dictionary)} -> {options.output} "

@@ -12,6 +12,7 @@ from typing import Any, Optional
 from . import _cli
 from ._cli import Failure, quoted
 from ._library import SafeHandle, library, null_handle
+from ._textform import text_form_losses
 from .dictionary import Dictionary
 from .errors import SpeechCommonError
 
@@ -345,7 +346,7 @@ def _check_text(data: bytes, encoding: Optional[str], findings: list[Finding]) -
     LineCheck(_text(stream, findings), findings).run()
 
 
-def _check_image(data: bytes, findings: list[Finding]) -> None:
+def _check_image(data: bytes, encoding: Optional[str], findings: list[Finding]) -> None:
     if _cli.word(data, 0) == _cli.SWAPPED_IMAGE_FORMAT:
         findings.append(Finding(0, 0, True, "an archive image for a host of the other byte order"))
         return
@@ -373,10 +374,8 @@ def _check_image(data: bytes, findings: list[Finding]) -> None:
     dictionary._handle, dictionary.writable = handle, False
     dictionary._own("an archive image (read-only)", lambda: lib.edct_DctClose(handle))
     try:
-        for key, records, _ in _cli.walk_records(dictionary):
-            for record in records:
-                for loss in _cli.text_form_losses(key, record):
-                    findings.append(Finding(0, 0, False, f"key {quoted(key)}: {loss}"))
+        text_form_losses(dictionary, encoding,
+                         lambda loss: findings.append(Finding(0, 0, False, loss)))
     except SpeechCommonError as error:
         findings.append(Finding(0, 0, True, f"cannot walk the image: {_cli.describe(error)}"))
     finally:
@@ -392,7 +391,7 @@ def check_lexicons(files: list[str], encoding: Optional[str], werror: bool, as_j
         try:
             data = _cli.read_file(path)
             if _cli.word(data, 0) in (_cli.IMAGE_FORMAT, _cli.SWAPPED_IMAGE_FORMAT):
-                _check_image(data, findings)
+                _check_image(data, encoding, findings)
             else:
                 _check_text(data, encoding, findings)
         except Failure as failure:

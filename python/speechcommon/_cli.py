@@ -222,6 +222,7 @@ class DictFile:
 
     def __init__(self, path: str, encoding: Optional[str], writable: bool) -> None:
         self.path = path
+        self.image = False  # an archive image, not a text stream
         data = read_file(path)
         if word(data, 0) == IMAGE_FORMAT:
             recorded = word(data, 4)
@@ -233,6 +234,7 @@ class DictFile:
                 raise Failure(f"{path}: {what}: {describe(error)}") from error
             in_place = "" if self.dictionary.writable else ", read in place"
             self.kind = f"archive image, {recorded} bytes{in_place}"
+            self.image = True
             return
         if word(data, 0) == SWAPPED_IMAGE_FORMAT:
             corrupt = SpeechCommonError(code("EDCT_E_CORRUPT"))
@@ -266,6 +268,8 @@ class Record:
     model: Optional[str]  # the block up to its NUL
     engine: Optional[str]
     data: bytes
+    pos: int = 0xFFFFFFFF
+    model_block: Optional[bytes] = None  # the whole block, text, NUL and what follows
 
 
 def _c_text(address: Optional[int], limit: Optional[int] = None) -> Optional[str]:
@@ -281,7 +285,8 @@ def _records(array: Any, count: int) -> list[Record]:
         c = array[i]
         out.append(Record(c.Content, c.Representation, _c_text(c.Language),
                           _c_text(c.Model, MODEL_SIZE), _c_text(c.Engine),
-                          ctypes.string_at(c.Data, c.DataSize) if c.DataSize else b""))
+                          ctypes.string_at(c.Data, c.DataSize) if c.DataSize else b"",
+                          c.POS, ctypes.string_at(c.Model, MODEL_SIZE) if c.Model else None))
     return out
 
 
@@ -306,7 +311,7 @@ def broad_narrows(record: Record) -> list[str]:
     return pieces
 
 
-def _orthographic(record: Record) -> str:
+def orthographic_text(record: Record) -> str:
     if record.representation == SZ_STRING:
         return from_bytes(record.data.split(b"\0", 1)[0])
     units = record.data[: len(record.data) // 2 * 2]
@@ -322,44 +327,8 @@ def data_text(record: Record) -> str:
     if record.content == BROAD_NARROWS and record.representation == SZZ_STRING:
         return "".join("//" + piece for piece in broad_narrows(record)) or "(empty list)"
     if record.content == ORTHOGRAPHIC and record.representation in (SZ_STRING, WSZ_STRING):
-        return quoted(_orthographic(record))
+        return quoted(orthographic_text(record))
     return "bytes " + " ".join(f"{byte:02X}" for byte in record.data)
-
-
-def _blank(character: str) -> bool:
-    return character in " \t"
-
-
-def text_form_losses(key: str, record: Record) -> list[str]:
-    """What of an entry a text stream cannot carry back."""
-    losses = []
-
-    def bad(text: str) -> bool:
-        return "\r" in text or "\n" in text or (bool(text) and (_blank(text[0]) or _blank(text[-1])))
-
-    if not key:
-        losses.append("an empty key has no text form")
-    if bad(key):
-        losses.append("a line end, or blanks at its ends, do not survive the text form")
-    if "\t" in key and " " not in key:
-        losses.append("a tab without a blank: written unquoted, the key does not read back")
-    if key == "[SubHeader]":
-        losses.append("written without quotes, the key [SubHeader] ends its section")
-    if record.content == BROAD_NARROWS:
-        pieces = broad_narrows(record)
-        listed = 1 + sum(len(to_bytes(piece)) + 1 for piece in pieces)
-        if not pieces or listed < len(record.data):
-            losses.append("an empty piece in a broad-narrows list: the text form ends the list there")
-        for piece in pieces:
-            if "//" in piece or bad(piece):
-                losses.append(f"the piece {quoted(piece)} does not survive the text form")
-    elif record.content == ORTHOGRAPHIC:
-        data = data_text(record)
-        if len(to_bytes(data)) <= 2 or bad(data[1:-1]):
-            losses.append("empty data, a line end, or blanks at its ends, do not survive the text form")
-    elif not record.data:
-        losses.append("empty user-words data does not survive the text form")
-    return losses
 
 
 def has_extension(path: str, extension: str) -> bool:

@@ -13,6 +13,7 @@ from xml.parsers import expat
 from . import _cli, _text
 from ._cli import BROAD_NARROWS, ORTHOGRAPHIC, SZ_STRING, SZZ_STRING, Failure, quoted
 from ._library import EDCT_ENTRY, library
+from ._textform import archive_image, text_form_losses, text_stream
 from .dictionary import Dictionary
 from .errors import SpeechCommonError
 
@@ -335,17 +336,11 @@ def import_pls(inputs: list[str], output: str) -> int:
             text = output == "-" or _cli.has_extension(output, ".txt")
             if text:
                 try:
-                    for key, records, _ in _cli.walk_records(dictionary):
-                        for record in records:
-                            for loss in _cli.text_form_losses(key, record):
-                                reporter.warn(output, f"key {quoted(key)}: {loss}")
+                    text_form_losses(dictionary, "utf8", lambda loss: reporter.warn(output, loss))
                 except SpeechCommonError as error:
                     raise Failure(f"cannot walk the dictionary: {_cli.describe(error)}") from error
-            try:
-                written = dictionary.to_text("utf8") if text else dictionary.archive()
-            except SpeechCommonError as error:
-                what = "text stream" if text else "archive image"
-                raise Failure(f"{output}: cannot write the {what}: {_cli.describe(error)}") from error
+            written = (text_stream(dictionary, "utf8", output) if text
+                       else archive_image(dictionary, False, output))
             _cli.write_output(output, written)
             if output != "-":
                 files = "file" if len(inputs) == 1 else "files"

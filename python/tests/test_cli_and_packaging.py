@@ -230,3 +230,50 @@ def test_check_and_pls_commands_answer_as_the_tool_does(tool, source_root, tmp_p
         # The first lexicon's warnings, then the failure naming the second.
         assert failed.returncode == 1 and b"rich.pls:5:3: warning: the role" in failed.stderr
         assert failed.stderr.splitlines()[-1].startswith(b"speechcommon: " + bad.encode())
+
+
+MANY = (b"[Header]\nName = many\n\n[SubHeader]\nContent = EDCT_CONTENT_ORTHOGRAPHIC\n"
+        b"Representation = EDCT_REPR_SZ_STRING\n[Data]\nroad first\nroad second\nroad third\nlane only\n"
+        b"[SubHeader]\nContent = EDCT_CONTENT_BROAD_NARROWS\nLanguage = en\n"
+        b"Representation = EDCT_REPR_SZZ_STRING\n[Data]\nroad //r@Ud\nroad //ro:d//rOd\n")
+
+
+def test_decompile_keeps_order_and_refuses_what_text_cannot_carry(tool, tmp_path):
+    # An image the text form cannot carry: a key with a tab and no blank, empty user words.
+    with speechcommon.Dictionary() as refused:
+        refused.set_info("refused", None)
+        refused.add("fine", speechcommon.Entry.orthographic("kept"))
+        refused.add("tab\tkey", speechcommon.Entry.orthographic("lost"))
+        refused.add("none", speechcommon.Entry.userwords(b""))
+        refused.add("caf\u00e9\x07\"", speechcommon.Entry.orthographic(" padded "))  # escaped
+        refused_image = refused.archive()
+    with speechcommon.Dictionary.from_text(MANY) as many:
+        many_image = many.archive()
+    sides = Sides(tool, tmp_path, {"many.txt": MANY, "many.img": many_image,
+                                   "refused.img": refused_image,
+                                   "header.txt": b"[Header]\nName = only a header\n"})
+
+    # A key's records come back in their order, from an image and from text, in each encoding.
+    with speechcommon.Dictionary.open(many_image) as many:
+        expected = {key: many.lookup(key) for key in many.keys()}
+    assert len({str(e.value) for e in expected["road"]}) == 5  # the order is there to lose
+    for source in ("many.img", "many.txt"):
+        for encoding in ("utf8", "ucs2le", "ucs2be"):
+            _, written = sides.same("decompile", source, "-o", "out.txt", "--encoding", encoding)
+            with speechcommon.Dictionary.from_text(written["out.txt"]) as back:
+                assert {key: back.lookup(key) for key in back.keys()} == expected, encoding
+    sides.same("decompile", "many.img", "-o", "-")
+
+    # Refused: the first key and why, the rest counted, and nothing written.
+    for encoding in ([], ["--encoding", "ucs2le"]):
+        failed, written = sides.same("decompile", "refused.img", "-o", "out.txt", *encoding)
+        assert failed.returncode == 1 and "out.txt" not in written
+        assert b"so none is written (2 more: 'speechcommon dict check refused.img" in failed.stderr
+        checked, _ = sides.same("check", "refused.img", *encoding)
+        assert checked.stdout.count(b"warning: key ") == 3
+    sides.same("decompile", "-", "-o", "-", stdin=refused_image)
+
+    # A lexicon without entries is not compiled.
+    failed, written = sides.same("compile", "header.txt", "-o", "header.img")
+    assert failed.returncode == 1 and b"header.txt: no entries" in failed.stderr
+    assert "header.img" not in written
