@@ -1,7 +1,5 @@
-// Heap, re-entrant locks and memory probes.
+// Heap and re-entrant locks.
 #include <gtest/gtest.h>
-#include <sys/mman.h>
-#include <unistd.h>
 
 #include <atomic>
 #include <chrono>
@@ -94,69 +92,6 @@ TEST(CritsecThreads, ReentrantAndExclusive) {
     thread.join();
   EXPECT_EQ(counter, 80000);
   EXPECT_EQ(critsec_ObjClose(lock), 0u);
-}
-
-// Anonymous pages with one protection, unmapped at the end of the scope.
-struct Pages {
-  explicit Pages(int protection, size_t count = 2) : size(count * sysconf(_SC_PAGESIZE)) {
-    base = static_cast<char *>(
-        mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0));
-    std::memset(base, 'x', size);
-    mprotect(base, size, protection);
-  }
-  ~Pages() {
-    if (base) munmap(base, size);
-  }
-  size_t size;
-  char *base;
-};
-
-TEST(Osspi, ProbesRefuseNullUnmappedReadOnlyAndNoAccess) {
-  int local = 0;
-  EXPECT_EQ(osspi_IsGoodReadPtr(nullptr, 0), OSSPI_E_NULL_POINTER);
-  EXPECT_EQ(osspi_IsGoodWritePtr(nullptr, 4), OSSPI_E_NULL_POINTER);
-  EXPECT_EQ(osspi_IsGoodStringPtr(nullptr, 4), OSSPI_E_NULL_POINTER);
-  EXPECT_EQ(osspi_IsGoodReadPtr(&local, 0), 0u);
-  EXPECT_EQ(osspi_IsGoodWritePtr(&local, sizeof local), 0u);
-  Pages readOnly(PROT_READ);
-  EXPECT_EQ(osspi_IsGoodReadPtr(readOnly.base, readOnly.size), 0u);
-  EXPECT_EQ(osspi_IsGoodWritePtr(readOnly.base, 1), OSSPI_E_INVALID_WRITE_POINTER);
-  static const char kConstant[] = "constant";
-  EXPECT_EQ(osspi_IsGoodWritePtr(const_cast<char *>(kConstant), 1), OSSPI_E_INVALID_WRITE_POINTER);
-  Pages none(PROT_NONE);
-  EXPECT_EQ(osspi_IsGoodReadPtr(none.base, 1), OSSPI_E_INVALID_READ_POINTER);
-  EXPECT_EQ(osspi_IsGoodWritePtr(none.base, 1), OSSPI_E_INVALID_WRITE_POINTER);
-  EXPECT_EQ(osspi_IsGoodStringPtr(none.base, 1), OSSPI_E_INVALID_STRING_POINTER);
-  // A range from good into bad memory is refused as a whole; a change of rights is seen.
-  Pages mixed(PROT_READ | PROT_WRITE);
-  const size_t page = mixed.size / 2;
-  mprotect(mixed.base + page, page, PROT_NONE);
-  EXPECT_EQ(osspi_IsGoodReadPtr(mixed.base, page), 0u);
-  EXPECT_EQ(osspi_IsGoodReadPtr(mixed.base + page - 4, 8), OSSPI_E_INVALID_READ_POINTER);
-  mprotect(mixed.base + page, page, PROT_READ);
-  EXPECT_EQ(osspi_IsGoodReadPtr(mixed.base + page - 4, 8), 0u);
-  EXPECT_EQ(osspi_IsGoodWritePtr(mixed.base + page - 4, 8), OSSPI_E_INVALID_WRITE_POINTER);
-  // Unmapped memory, addresses near 0 and ranges that wrap are refused.
-  char *gone = static_cast<char *>(
-      mmap(nullptr, page, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0));
-  munmap(gone, page);
-  EXPECT_EQ(osspi_IsGoodReadPtr(gone, 1), OSSPI_E_INVALID_READ_POINTER);
-  EXPECT_EQ(osspi_IsGoodReadPtr(reinterpret_cast<void *>(16), 1), OSSPI_E_INVALID_READ_POINTER);
-  EXPECT_EQ(osspi_IsGoodReadPtr(reinterpret_cast<void *>(UINTPTR_MAX - 8), 64),
-            OSSPI_E_INVALID_READ_POINTER);
-}
-
-TEST(Osspi, StringProbeStopsAtTheNulOrTheLimit) {
-  Pages pages(PROT_READ | PROT_WRITE);
-  const size_t page = pages.size / 2;
-  mprotect(pages.base + page, page, PROT_NONE);
-  char *tail = pages.base + page - 3;  // three bytes before the bad page
-  tail[2] = '\0';
-  EXPECT_EQ(osspi_IsGoodStringPtr(tail, 100), 0u);  // the NUL comes first
-  tail[2] = 'x';
-  EXPECT_EQ(osspi_IsGoodStringPtr(tail, 3), 0u);  // the limit comes first
-  EXPECT_EQ(osspi_IsGoodStringPtr(tail, 4), OSSPI_E_INVALID_STRING_POINTER);
-  EXPECT_EQ(osspi_IsGoodStringPtr("text", 0), 0u);
 }
 
 }  // namespace
