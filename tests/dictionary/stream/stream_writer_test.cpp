@@ -34,8 +34,8 @@ TEST(StreamWriter, WorkedExampleBothWaysEmptyDictionariesAndRefusals) {
   Writable dictionary;
   Sink sink;
   ASSERT_EQ(edct_DctWriteStream(dictionary, Sink::Write, EDCT_FORMAT_UTF8, &sink), 0u);
-  EXPECT_EQ(sink.bytes, "[Header]\r\n");
-  EXPECT_EQ(sink.blocks, std::vector<uint32_t>{10});
+  EXPECT_EQ(std::tuple(sink.bytes, sink.blocks),
+            std::tuple("[Header]\r\n", std::vector<uint32_t>{10}));
   EXPECT_EQ(Write(dictionary, kOwnOrder), Utf16("[Header]\r\n", kOwnOrder == 2));
   // The other byte order and unknown formats are refused before anything is written.
   for (const auto &[format, code] :
@@ -76,7 +76,6 @@ TEST(StreamWriter, QuotingDataLinesAndRecordsThatDoNotFit) {
       {u"s", {Make(2, 2, "say \"hi\" \\ \xC3\xA9\0"s)}, "s\t\"say \\\"hi\\\" \\\\ \xC3\xA9\"\r\n"},
       {u"w", {Make(2, 3, Bytes(u"w \u00e9\""))}, "w\t\"w \xC3\xA9\\\"\"\r\n"},
       {u"k", {Make(2, 2, "unterminated")}, "k\tunterminated\r\n"},
-      {u"k", {Make(1, 1, bytes.substr(0, 17))}, "k\t" + line17 + "\r\n"},
       {u"k", {Make(1, 1, bytes)}, "k\t" + line17 + "\\\r\nFF \r\n"},
       {u"k", {Make(1, 1, "")}, "k\t\r\n"},
       {u"k", {Make(0, 0, "one\0two\0three\0\0"s)}, "k\t//one//two//three\r\n"},
@@ -86,10 +85,7 @@ TEST(StreamWriter, QuotingDataLinesAndRecordsThatDoNotFit) {
       {u"k", {Make(2, 2, "1"), Make(2, 2, "2"), Make(2, 2, "3")}, "k\t3\r\nk\t2\r\nk\t1\r\n"},
       // Nothing half written is handed over.
       {u"k", {Make(1, 2, "x")}, "", EDCT_E_UNKNOWN_FORMAT},
-      {u"k", {Make(2, 1, "x")}, "", EDCT_E_UNKNOWN_FORMAT},
-      {u"k", {Make(0, 3, "x")}, "", EDCT_E_UNKNOWN_FORMAT},
       {u"k", {Make(3, 0, "x")}, "", EDCT_E_NOT_IMPLEMENTED},
-      {u"k", {Make(2, 4, "x")}, "", EDCT_E_UNKNOWN_FORMAT},
   };
   for (const auto &c : cases) {
     Writable dictionary;
