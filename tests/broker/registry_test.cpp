@@ -87,27 +87,6 @@ TEST(BrokerScan, WhereEnginesAndAddonsAreFound) {
   EXPECT_EQ(asrEngines(), 0u);
 }
 
-TEST(BrokerScan, ModulePathsStayBelowTheRoot) {
-  const struct {
-    std::u16string_view directory, dll;
-    bool below;
-  } cases[] = {
-      {u"r/eng", u"lib.so", true},
-      {u"r/eng/voices", u"../lib/x.so", true},
-      {u"r/eng", u"./a/../../eng/x.so", true},
-      {u"r/eng", u"/usr/lib/x.so", true},  // joined, the path stays below the directory
-      {u"r/eng", u"../../x.so", false},
-      {u"r/eng/voices", u"a/../../../x.so", true},  // r/x.so
-      {u"r/eng/voices", u"a/../../../../x.so", false},
-      {u"r/eng", u"..//..//x.so", false},
-      {u"other/eng", u"x.so", false},
-  };
-  for (const auto &c : cases)
-    EXPECT_EQ(sc::brk::PathStaysBelow(u"r", c.directory, c.dll), c.below)
-        << std::string(c.directory.begin(), c.directory.end()) << " "
-        << std::string(c.dll.begin(), c.dll.end());
-}
-
 TEST(BrokerResolve, DefaultFormChoosesByPriorityAndLanguage) {
   Root root;
   root.Header("eng/e.hdr", Component(u"TTSENGINE", u"eng"));
