@@ -118,10 +118,6 @@ TEST(Dictionary, EntriesGroupBySixAttributesFilterAndNotify) {
   EXPECT_EQ(error, 5u);
   EXPECT_EQ(edct_DctRemoveEntry(dictionary, u"other"), EDCT_E_NOTIFY_FAILED);
   EXPECT_EQ(Describe(dictionary), "-|-|1|1|8");
-  recorder.answer = 0;
-  EXPECT_EQ(Add(dictionary, u"k", "ok"), 0u);
-  EXPECT_EQ(edct_DctGetCallbackError(dictionary, &error), 0u);
-  EXPECT_EQ(error, 0u);
 }
 
 TEST(Dictionary, EntriesAndInfoAreIndependentCopies) {

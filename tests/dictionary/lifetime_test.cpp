@@ -157,15 +157,10 @@ TEST(PointerChecks, OutPointersThatCannotBeWritten) {
     const VQRESULT refused[] = {
         edct_DctOpen(g_vqNullHandle, nullptr, EDCT_OPEN_WRITABLE, nullptr, nullptr, bad(handle)),
         edct_DctGetEntryData(dictionary, u"k", nullptr, bad(entries), &count),
-        edct_DctGetEntryData(dictionary, u"k", nullptr, &found, bad(number)),
         edct_DctGetInfo(dictionary, static_cast<EDCT_INFO *>(page)),
-        edct_DctGetCallbackError(dictionary, bad(number)),
-        edct_DctArchive(dictionary, nullptr, bad(number), 0),
         edct_DctArchive(dictionary, page, &size, 0),
         edct_DctItOpen(g_vqNullHandle, dictionary, bad(handle)),
-        edct_DctItHasEnded(iterator, bad(number)),
         edct_DctItCurrent(iterator, bad(key), nullptr, &count, nullptr),
-        edct_DctMgrOpen(g_vqNullHandle, bad(handle)),
         edct_DctMgrGetRegisteredDcts(manager, bad(handle), &size),
         edct_DctMgrGetEntryData(manager, u"k", nullptr, &found, &count, bad(handle)),
     };
