@@ -152,7 +152,7 @@ TEST(PointerChecks, OutPointersThatCannotBeWritten) {
     SafeHandle *handle = nullptr;
     EDCT_ENTRY **entries = nullptr;
     EDCT_ENTRY *found = nullptr;
-    uint32_t *number = nullptr, count = 0, size = 64;
+    uint32_t count = 0, size = 64;
     const char16_t **key = nullptr;
     const VQRESULT refused[] = {
         edct_DctOpen(g_vqNullHandle, nullptr, EDCT_OPEN_WRITABLE, nullptr, nullptr, bad(handle)),
