@@ -291,6 +291,7 @@ const Row kRules[] = {
     {srvspi_ErrorGetSubModuleName, 0x80010183u, " secure"},
     {srvspi_ErrorGetSubModuleName, 0x80010204u, " array "},
     {srvspi_ErrorGetSubModuleName, 0x80010304u, " unknown module "},
+    {srvspi_ErrorGetSubModuleName, 0x80018104u, " unknown module "},  // all 8 bits count
     {srvspi_ErrorGetSubModuleName, 0x80060104u, " wrong module"},
     {brk_ErrorGetSubModuleName, 0x80150107u, "Broker submodule"},
     {brk_ErrorGetSubModuleName, 0x80150207u, "Unknown submodule"},
