@@ -36,16 +36,14 @@ TEST(SafeHandle, CheckAndEquality) {
   EXPECT_EQ(safeh_HandlesEqual(g_vqNullHandle, {nullptr, 0}), 1);
 }
 
-TEST(Resource, NullHandleGivesTheStaticDefault) {
-  Resource *resource = nullptr;
-  EXPECT_EQ(InitRsrcFunction(g_vqNullHandle, &resource), 0u);
-  ASSERT_EQ(resource, sc::DefaultResource());
-  EXPECT_EQ(rsrc_Close(g_vqNullHandle), 0u);  // leaves the default intact
-  EXPECT_EQ(std::tuple(resource->mark, resource->heap), std::tuple(RESOURCE_MAGIC, 0u));
-  EXPECT_EQ(InitRsrcFunction(g_vqNullHandle, nullptr), RSRC_E_NULL_POINTER);
-}
-
 TEST(Resource, OpenResolveCloseAndStaleHandles) {
+  // The null handle gives the static default, which a close leaves intact.
+  Resource *fallback = nullptr;
+  EXPECT_EQ(InitRsrcFunction(g_vqNullHandle, &fallback), 0u);
+  ASSERT_EQ(fallback, sc::DefaultResource());
+  EXPECT_EQ(rsrc_Close(g_vqNullHandle), 0u);
+  EXPECT_EQ(std::tuple(fallback->mark, fallback->heap), std::tuple(RESOURCE_MAGIC, 0u));
+  EXPECT_EQ(InitRsrcFunction(g_vqNullHandle, nullptr), RSRC_E_NULL_POINTER);
   const int64_t before = sc::testing::LiveBlocks();
   ResourceHandle handle{};
   ASSERT_EQ(rsrc_Open(7, 9, 11, 13, &handle), 0u);
