@@ -123,11 +123,11 @@ TEST(StreamDiagnostic, SuccessesRefusedCallsAndFailuresThatAreNoFaultOfTheText) 
   EXPECT_EQ(std::tuple(diagnostic.Reason, diagnostic.Line, diagnostic.Column),
             std::tuple(EDCT_STREAM_STOPPED, 1u, 9u));
 
-  // Calls refused before reading have no place.
+  // A call refused before reading has no place; the diagnostic is optional.
   Source source{"[Header]\n"};
   EXPECT_EQ(edct_DctReadStreamEx(dictionary, nullptr, EDCT_FORMAT_UTF8, &source, &diagnostic),
             EDCT_E_NULL_POINTER);
-  EXPECT_EQ(std::tuple(diagnostic.Reason, diagnostic.Line), std::tuple(EDCT_STREAM_STOPPED, 0u));
+  EXPECT_EQ(diagnostic.Line, 0u);
   EXPECT_EQ(edct_DctReadStreamEx(dictionary, Source::Read, EDCT_FORMAT_UTF8, &source, nullptr), 0u);
 }
 
