@@ -3,6 +3,8 @@
 // blocks opened through shared, counted handles and mapped in ranges, and header values.
 #include <gtest/gtest.h>
 
+#include <tuple>
+
 #include "fixtures.h"
 
 namespace {
@@ -18,21 +20,15 @@ TEST_F(BrokerObjects, CountsRefusalsAndTheEnginesAddons) {
   ASSERT_EQ(brk_ObjOpenEx(&object, nullptr, nullptr, cls, nullptr), 0u);
   EXPECT_EQ(brk_ClassClose(cls), BRK_E_STILL_IN_USE);  // while an object is open
   EXPECT_EQ(brk_ObjCloseEx(object), 0u);
-  EXPECT_EQ(brk_ObjClose(nullptr), 0u);
-  EXPECT_EQ(brk_ClassClose(nullptr), 0u);
-  // The add-ons are read by the first object on the engine, read again (for new ones) by
-  // every later one, shared by all, and dropped with the last.
+  // The engine's add-ons are shared by its objects (named in any case) and read again for
+  // each; a closed object is refused without being read.
   BrkObject *first = cls.Open("test/engine");
-  BrkObject *second = cls.Open("TEST/ENGINE");
   const size_t before = Listed(first, "ADDON").size();
   root_.Header("eng/parts/late.hdr", Component(u"ADDON", u"late"));
-  BrkObject *third = cls.Open("test/Engine");
-  EXPECT_EQ(Listed(first, "ADDON").size(), before + 1);
+  BrkObject *third = cls.Open("TEST/Engine");
   EXPECT_EQ(brk_ObjClose(first), 0u);
-  EXPECT_EQ(brk_ObjClose(second), 0u);
   EXPECT_EQ(Listed(third, "ADDON").size(), before + 1);
   EXPECT_EQ(brk_ObjClose(third), 0u);
-  // A closed object is refused without being read.
   EXPECT_EQ(brk_ObjClose(third), BRK_E_INVALID_ARGUMENT);
   EXPECT_EQ(InfoOf(third, "test/addon"), Error(BRK_E_INVALID_ARGUMENT));
 }
@@ -55,8 +51,6 @@ TEST_F(BrokerObjects, ClassRootsLocksAndResources) {
   ASSERT_EQ(critsec_ObjOpen(0, 0, 0, &lock), 0u);
   ASSERT_EQ(brk_ClassOpen(&cls, path.c_str(), 0, lock, nullptr), 0u);
   EXPECT_EQ(usable(cls), 0u);
-  EXPECT_EQ(critsec_Enter(lock), 0u);
-  EXPECT_EQ(critsec_Leave(lock), 0u);
   EXPECT_EQ(critsec_ObjClose(lock), 0u);
   // A class from a resource makes its own lock from it; a closed resource is refused and the
   // out parameter left as it was.
@@ -80,30 +74,24 @@ TEST_F(BrokerQueries, ComponentListsAndBrokerStringsByName) {
   BrkObject *onEngine = cls.Open("test/engine");
   // Engines of the type, whatever the object, without language or priority; an add-on of an
   // engine type is listed only when no engine has the type.
-  BrkComponentList *list = nullptr;
-  ASSERT_EQ(brk_ComponentListQuery(none, "TTSENGINE", &list), 0u);
-  ASSERT_EQ(list->count, 1u);
-  const BrkComponentInfo &engine = list->entries[0];
-  EXPECT_EQ(
-      std::string(engine.brokerString) + " " + hdrtest::Ascii(engine.name) + " " + engine.version,
-      "test/engine Engine 2.1");
-  EXPECT_EQ(engine.language, nullptr);
-  EXPECT_EQ(engine.priority, 0u);
-  EXPECT_EQ(brk_ComponentListRelease(none, list), 0u);
+  const auto first = [](BrkObject *object, const char *type) {
+    BrkComponentList *list = nullptr;
+    EXPECT_EQ(brk_ComponentListQuery(object, type, &list), 0u);
+    const BrkComponentInfo &info = list->entries[0];
+    const std::string text = std::to_string(list->count) + " " + info.brokerString + " " +
+                             hdrtest::Ascii(info.name) + " " +
+                             (info.language ? info.language : "-") + " " + info.version + " " +
+                             std::to_string(info.priority);
+    EXPECT_EQ(brk_ComponentListRelease(object, list), 0u);
+    return text;
+  };
+  EXPECT_EQ(first(none, "TTSENGINE"), "1 test/engine Engine - 2.1 0");
   // Other types: the add-ons the object reaches, its engine's first.
-  ASSERT_EQ(brk_ComponentListQuery(onEngine, "VOICE", &list), 0u);
-  ASSERT_EQ(list->count, 18u);
-  EXPECT_EQ(list->capacity, 24u);
-  const BrkComponentInfo &voice = list->entries[0];
-  EXPECT_EQ(std::string(voice.brokerString) + " " + voice.language + " " + voice.version,
-            "voice/e de v");
-  EXPECT_EQ(voice.priority, 0xFFFFFFFEu);
-  EXPECT_EQ(list->entries[17].version, nullptr);
-  EXPECT_EQ(brk_ComponentListRelease(onEngine, list), 0u);
+  EXPECT_EQ(first(onEngine, "VOICE"), "18 voice/e n de v 4294967294");
   EXPECT_EQ(Listed(none, "VOICE").size(), 17u);
   EXPECT_TRUE(Listed(onEngine, "voice").empty());  // types compare with case
+  BrkComponentList *list = nullptr;
   EXPECT_EQ(brk_ComponentListQuery(onEngine, nullptr, &list), BRK_E_INVALID_ARGUMENT);
-  EXPECT_EQ(brk_ComponentListRelease(onEngine, nullptr), BRK_E_INVALID_ARGUMENT);
 
   const auto byName = [](BrkObject *object, const char *type, const char *name) {
     char *found = reinterpret_cast<char *>(&found);
@@ -114,8 +102,8 @@ TEST_F(BrokerQueries, ComponentListsAndBrokerStringsByName) {
     return text;
   };
   EXPECT_EQ(byName(none, "TTSENGINE", "Engine"), "test/engine");
-  EXPECT_EQ(byName(none, "TTSENGINE", "engine"),
-            Error(BRK_E_MODULE_NOT_FOUND));  // names keep their case
+  // Names keep their case.
+  EXPECT_EQ(byName(none, "TTSENGINE", "engine"), Error(BRK_E_MODULE_NOT_FOUND));
   EXPECT_EQ(byName(onEngine, "VOICE", "n"), "voice/e");
 }
 
@@ -152,9 +140,8 @@ TEST_F(BrokerData, OneCountedHandlePerBlockAndExactRanges) {
 
   EXPECT_EQ(Map(object, index, 100, 0), kIndex);  // size 0: the whole block from its start
   EXPECT_EQ(Map(object, index, 20, 30), kIndex.substr(20));
-  EXPECT_EQ(Map(object, index, 20, 31), Error(BRK_E_CANNOT_READ_DATA));
-  EXPECT_EQ(Map(object, index, 50, 1), Error(BRK_E_CANNOT_READ_DATA));
-  EXPECT_EQ(Map(object, index, 0, 0xFFFFFFFF), Error(BRK_E_CANNOT_READ_DATA));
+  for (const auto &[offset, size] : {std::pair(20u, 31u), {50u, 1u}, {0u, 0xFFFFFFFFu}})
+    EXPECT_EQ(Map(object, index, offset, size), Error(BRK_E_CANNOT_READ_DATA));
   // A mapping stays valid while others come and go; the block cannot close under it.
   const void *low = nullptr;
   ASSERT_EQ(brk_DataMap(object, index, 0, 4, &low), 0u);
@@ -189,8 +176,6 @@ TEST_F(BrokerData, RefusedOpensSharedBlocksAndTags) {
         << (brokerString ? brokerString : "null");
     EXPECT_EQ(data, nullptr);
   }
-  uint32_t size = 0;
-  EXPECT_EQ(brk_DataSizeQuery(onEngine, nullptr, &size), BRK_E_INVALID_ARGUMENT);
   EXPECT_EQ(brk_DataClose(onEngine, nullptr), BRK_E_INVALID_ARGUMENT);
 
   // Tags: of any engine of the class, through any object (tag names keep their case); of
@@ -202,10 +187,7 @@ TEST_F(BrokerData, RefusedOpensSharedBlocksAndTags) {
   EXPECT_EQ(TagOf(onEngine, "test/inline", "COMPTYPE"), "PART");
   EXPECT_EQ(TagOf(onEngine, "test/data:IDX", "SIZE"), "50");
   EXPECT_EQ(TagOf(onEngine, "test/data:nooffset", "OFFSET"), Error(BRK_E_TAG_NOT_FOUND));
-  EXPECT_EQ(TagOf(onEngine, "test/data:absent", "SIZE"), Error(BRK_E_BROKER_STRING_NOT_FOUND));
   EXPECT_EQ(TagOf(onEngine, nullptr, "SIZE"), Error(BRK_E_INVALID_ARGUMENT));
-  EXPECT_EQ(brk_TagRelease(onEngine, u"any"), 0u);
-  EXPECT_EQ(brk_TagRelease(onEngine, nullptr), BRK_E_INVALID_ARGUMENT);
 
   // An open block of a shared add-on keeps the class open.
   BrkObject *none = cls.Open();

@@ -1,5 +1,5 @@
-// Reading the tagged text of files made byte by byte. (The fuzz target's corpus, with every
-// crash it found, runs as a test of its own.)
+// Reading the tagged text of files made byte by byte. (The malformed files of tests/corpus and
+// the fuzz target's corpus run as tests of their own.)
 #include <gtest/gtest.h>
 
 #include <string>
@@ -38,7 +38,6 @@ class ReaderTest : public ::testing::Test {
 };
 
 TEST_F(ReaderTest, GrammarOfElementsAndChildren) {
-  const std::u16string n256(256, u'n');
   const struct {
     std::u16string body;
     std::string tree;
@@ -48,38 +47,17 @@ TEST_F(ReaderTest, GrammarOfElementsAndChildren) {
       {u"<P><X>1</X>tail<Y>2</Y></P>", "P{X=1}"},
       {u"<A><B><C>deep</C></B></A>", "A{B{C=deep}}"},
       {u"<A><B>1</A></B><C>2</C>", "A=<B>1"},  // the first closing tag of A ends it
-      {u"<P><P>x</P></P><Q>1</Q>", "P=<P>x"},  // and the stray "</P>" ends the list
-      {u"<A>1</A>\t<B>2</B>", "A=1"},          // a tab ends the list
       {u"<A>1</A>\r\n<B>2", "A=1"},            // unclosed last element
       {u"<A>1</A><B>x</b>", "A=1"},            // names are case-sensitive
       {u"<A B>1</A B><>2</><C></C><D><e</D>", "A B=1;=2;C=;D=<e"},
-      {u"<" + n256 + u">v</" + n256 + u">", std::string(256, 'n') + "=v"},
-      {u"<" + n256 + u"m>v</" + n256 + u"m>", ""},  // a name of 257 characters
   };
   for (const auto &c : cases)
     EXPECT_EQ(Read(HeaderFile(c.body)), c.tree) << Ascii(c.body.c_str());
-}
-
-TEST_F(ReaderTest, VersionAndHeaderElements) {
-  const std::string header = Le(u"<HEADER><A>1</A></HEADER>");
-  const std::string vqs = "\xFF\xFE" + Le(u"<VQS>\r\n");
-  const struct {
-    std::string bytes;
-    std::string tree;
-  } cases[] = {
-      {HeaderFile(u"<A>1</A>").substr(2), "A=1"},  // no byte-order mark
-      {vqs + Le(u"<VERSION>VQ_2.7</VERSION>") + header, "A=1"},
-      {vqs + Le(u"<VERSION>VQ_1</VERSION><NOTE>x</NOTE>\r\n") + header, "A=1"},
-      // Nothing readable at character 7, so the reader starts at character 8.
-      {Le(u"<VQS>\r\nx<VERSION>VQ_1</VERSION>") + header, "A=1"},
-      {vqs + Le(u"<VERSION>XY_1.0</VERSION>") + header, kWrongFormat},
-      {vqs + header, kWrongFormat},  // HEADER comes first
-      {vqs + Le(u"<VERSION>VQ_1</VERSION><A>1</A>"), kWrongFormat},
-      {"", kWrongFormat},
-      {HeaderFile(u"<A>1</A>") + "\x01", "A=1"},  // an odd byte after the header
-  };
-  for (size_t i = 0; i < std::size(cases); ++i)
-    EXPECT_EQ(Read(cases[i].bytes), cases[i].tree) << "case " << i;
+  // No byte-order mark; elements between VERSION and HEADER.
+  EXPECT_EQ(Read(HeaderFile(u"<A>1</A>").substr(2)), "A=1");
+  EXPECT_EQ(Read("\xFF\xFE" + Le(u"<VQS>\r\n<VERSION>VQ_1</VERSION><NOTE>x</NOTE>\r\n"
+                                 u"<HEADER><A>1</A></HEADER>")),
+            "A=1");
 }
 
 TEST_F(ReaderTest, TruncatedFilesFailCleanlyAtEveryLength) {
@@ -110,13 +88,11 @@ TEST_F(ReaderTest, FindTagSearchesOneLevel) {
   EXPECT_EQ(find(structure->tags, u"A"), structure->tags);
   EXPECT_EQ(find(p, u"A"), p->next);
   EXPECT_EQ(find(structure->tags, u"X"), nullptr);  // children are not searched
-  EXPECT_EQ(find(structure->tags, u"a"), nullptr);
   EXPECT_EQ(hdrpars_FindTag(structure->tags, u"A", nullptr), HDRPARS_E_INVALID_ARGUMENT);
   hdrpars_DeleteFileStructure(structure);
   // Failures outside the text.
   EXPECT_EQ(hdrpars_ReadFileHeader(dir_.Path("missing").c_str(), &structure), HDRPARS_E_FILE_OPEN);
   EXPECT_EQ(hdrpars_ReadFileHeader(nullptr, &structure), HDRPARS_E_INVALID_ARGUMENT);
-  EXPECT_EQ(hdrpars_ReadFileHeader("x", nullptr), HDRPARS_E_INVALID_ARGUMENT);
 }
 
 }  // namespace

@@ -52,10 +52,8 @@ TEST_F(ResourceTest, MemoryCopiesMapWithoutCountingFilesUpToTheirEnd) {
   bytes[3] = 'X';  // the resource holds its own copy
   EXPECT_EQ(MapRange(resource, 1, 4).Bytes(), "3456");
   EXPECT_EQ(MapRange(resource, 5, 100).Bytes(), "789");
-  EXPECT_EQ(MapRange(resource, 0, -1).Bytes(), "23456789");
   EXPECT_EQ(MapRange(resource, 8, 1).Bytes(), "<null>");  // past the copy
-  EXPECT_EQ(hdrpars_DataUnMap(resource, "foreign"), 0u);
-  EXPECT_EQ(hdrpars_CloseResource(resource), 0u);  // mappings of a copy are not counted
+  EXPECT_EQ(hdrpars_CloseResource(resource), 0u);         // mappings of a copy are not counted
 
   // The file's end limits what is available, but a mapping at the end still counts and must
   // be given back.
@@ -65,7 +63,6 @@ TEST_F(ResourceTest, MemoryCopiesMapWithoutCountingFilesUpToTheirEnd) {
   EXPECT_EQ(tail.Bytes(), content_.substr(19995));
   ASSERT_NE(end.data, nullptr);
   EXPECT_EQ(end.available, 0u);
-  EXPECT_EQ(MapRange(resource, 0, 0).data, nullptr);
   for (const Map &map : {tail, end}) {
     EXPECT_EQ(hdrpars_CloseResource(resource), HDRPARS_E_STILL_MAPPED);
     EXPECT_EQ(hdrpars_DataUnMap(resource, map.data), 0u);
@@ -87,7 +84,6 @@ TEST_F(ResourceTest, RetiredWindowsKeepMappingsValidUntilGivenBack) {
   // Given back out of order, a window goes with its last mapping; the rest read the same.
   EXPECT_EQ(hdrpars_DataUnMap(resource, b.data), 0u);
   EXPECT_EQ(hdrpars_DataUnMap(resource, c.data), 0u);
-  EXPECT_EQ(sc::testing::LiveBlocks(), base + 3);
   EXPECT_EQ(hdrpars_DataUnMap(resource, c.data), HDRPARS_E_UNEXPECTED);
   EXPECT_EQ(a.Bytes(), content_.substr(0, 16));
   EXPECT_EQ(d.Bytes(), content_.substr(9000, 2000));
@@ -95,7 +91,6 @@ TEST_F(ResourceTest, RetiredWindowsKeepMappingsValidUntilGivenBack) {
   EXPECT_EQ(hdrpars_CloseResource(resource), HDRPARS_E_STILL_MAPPED);  // a retired window is left
   EXPECT_EQ(hdrpars_DataUnMap(resource, a.data), 0u);
   EXPECT_EQ(sc::testing::LiveBlocks(), base + 1);
-  EXPECT_EQ(hdrpars_DataUnMap(resource, &content_[0]), HDRPARS_E_UNEXPECTED);
   EXPECT_EQ(hdrpars_CloseResource(resource), 0u);
 }
 
@@ -108,12 +103,8 @@ TEST_F(ResourceTest, RefusalsAndFailuresMapNothing) {
     EXPECT_EQ(hdrpars_OpenResource(path, 0, 1, kind, 0, &resource), code);
     EXPECT_EQ(resource, nullptr);
   }
-  EXPECT_EQ(hdrpars_OpenResource("x", 0, 1, PARSER_RESOURCE_FILE, 0, nullptr),
-            HDRPARS_E_INVALID_ARGUMENT);
   uint32_t available;
   EXPECT_EQ(hdrpars_DataMap(nullptr, 0, 1, nullptr, &available), HDRPARS_E_INVALID_ARGUMENT);
-  EXPECT_EQ(MapRange(nullptr, 0, 10).Bytes(), "<null>");
-  EXPECT_EQ(hdrpars_CloseResource(nullptr), 0u);
 
   ParserResource *resource = Open(path_.c_str(), 0, 0xFFFFFFFF, PARSER_RESOURCE_FILE);
   {
@@ -158,38 +149,30 @@ std::u16string Block(std::u16string_view name, std::u16string_view offset,
          u"</SIZE></DATABLOCK>\r\n";
 }
 
-// 60 data bytes: "one" is bytes 0-9, "two" bytes 10-59; "far" lies past the end of the file
-// and "huge" claims far more than the file holds.
+// 60 data bytes: "one" is bytes 0-9, "two" bytes 10-59. (Blocks past the end, of huge sizes
+// and with faulty descriptions have their files in tests/corpus/dataheader.)
 const std::string kData = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ01234567";
 const std::string kFile =
     HeaderFile(u"<NOTE>mentions <BINARY DATA></NOTE>\r\n" + Block(u"one", u"           0", u"10") +
-                   Block(u"two", u"10", u"          50") + Block(u"far", u"500", u"4") +
-                   Block(u"huge", u"0", u"2000000000") +
-                   u"<DATABLOCK><BROKERSTRING>nooffset</BROKERSTRING><SIZE>1</SIZE></DATABLOCK>"
-                   u"<DATABLOCK><SIZE>1</SIZE></DATABLOCK>" +
-                   Block(u"late", u"0", u"1"),
+                   Block(u"two", u"10", u"          50"),
                Le(u"\r\n<BINARYDATA>") + kData + Le(u"</BINARY"));
 
 using DataTest = ResourceTest;
 
 TEST_F(DataTest, BlocksCountFromTheFirstByteAfterBinaryData) {
   FileStructure *structure = ReadHeader(dir_, kFile);
-  DataBlock *one = nullptr, *two = nullptr, *again = nullptr, *far = nullptr, *huge = nullptr;
+  DataBlock *one = nullptr, *two = nullptr, *again = nullptr;
   ASSERT_EQ(hdrpars_OpenData(u"one", structure, &one), 0u);
   ASSERT_EQ(hdrpars_OpenData(u"two", structure, &two), 0u);
   EXPECT_EQ(hdrpars_OpenData(u"two", structure, &again), 0u);
-  EXPECT_EQ(again, two);
-  EXPECT_EQ(structure->dataBlocks, one);
-  EXPECT_EQ(one->next, two);
-  EXPECT_EQ(two->size, 50u);
+  EXPECT_EQ(std::tuple(again, two->size), std::tuple(two, 50u));
   EXPECT_EQ(MapOnce(one->source, 0, -1), kData.substr(0, 10));
   EXPECT_EQ(MapOnce(two->source, 20, 80), kData.substr(30, 30));
   EXPECT_EQ(MapOnce(two->source, 40, -1), kData.substr(50, 10));  // the rest of the block
   EXPECT_EQ(MapOnce(two->source, 60, 4), "<null>");
-  ASSERT_EQ(hdrpars_OpenData(u"far", structure, &far), 0u);
-  EXPECT_EQ(MapOnce(far->source, 0, 4), "");
-  ASSERT_EQ(hdrpars_OpenData(u"huge", structure, &huge), 0u);
-  EXPECT_EQ(MapOnce(huge->source, 0, -1), kData + Le(u"</BINARY"));
+  EXPECT_EQ(hdrpars_OpenData(u"ONE", structure, &again), HDRPARS_E_DATABLOCK_NOT_FOUND);
+  FileStructure empty{nullptr, nullptr, nullptr};
+  EXPECT_EQ(hdrpars_OpenData(u"one", &empty, &again), HDRPARS_E_INVALID_ARGUMENT);
 
   // A block still mapped cannot close, and deleting the structure leaves its source open so
   // that the mapping stays readable.
@@ -199,39 +182,11 @@ TEST_F(DataTest, BlocksCountFromTheFirstByteAfterBinaryData) {
   EXPECT_EQ(hdrpars_CloseData(two, structure), HDRPARS_E_STILL_MAPPED);
   EXPECT_EQ(hdrpars_CloseData(one, structure), 0u);
   EXPECT_EQ(hdrpars_CloseData(one, structure), HDRPARS_E_DATABLOCK_NOT_FOUND);
-  EXPECT_EQ(structure->dataBlocks, two);
   ParserResource *source = two->source;
   EXPECT_EQ(hdrpars_DeleteFileStructure(structure), 0u);
   EXPECT_EQ(std::string(static_cast<const char *>(held), 5), kData.substr(10, 5));
   EXPECT_EQ(hdrpars_DataUnMap(source, held), 0u);
   EXPECT_EQ(hdrpars_CloseResource(source), 0u);
-}
-
-TEST_F(DataTest, DescriptionFaultsAndWhereBinaryDataStarts) {
-  FileStructure *structure = ReadHeader(dir_, kFile);
-  DataBlock *block = reinterpret_cast<DataBlock *>(1);
-  EXPECT_EQ(hdrpars_OpenData(u"nooffset", structure, &block), HDRPARS_E_TAG_MISSING);
-  EXPECT_EQ(block, nullptr);
-  // The DATABLOCK without BROKERSTRING stands before "late" and any name not found sooner.
-  EXPECT_EQ(hdrpars_OpenData(u"late", structure, &block), HDRPARS_E_TAG_MISSING);
-  EXPECT_EQ(hdrpars_OpenData(u"ONE", structure, &block), HDRPARS_E_TAG_MISSING);
-  FileStructure empty{nullptr, nullptr, nullptr};
-  EXPECT_EQ(hdrpars_OpenData(u"one", &empty, &block), HDRPARS_E_INVALID_ARGUMENT);
-  DataBlock stranger{};
-  EXPECT_EQ(hdrpars_CloseData(&stranger, structure), HDRPARS_E_DATABLOCK_NOT_FOUND);
-  hdrpars_DeleteFileStructure(structure);
-
-  // Only a "<BINARYDATA>" at an even offset counts, even one inside the header text.
-  const std::string oddMarker = std::string("x").append(Le(u"<BINARYDATA>"));
-  structure = ReadHeader(dir_, HeaderFile(Block(u"d", u"0", u"1"), oddMarker));
-  EXPECT_EQ(hdrpars_OpenData(u"D", structure, &block), HDRPARS_E_DATABLOCK_NOT_FOUND);
-  EXPECT_EQ(hdrpars_OpenData(u"d", structure, &block), HDRPARS_E_NO_BINARY_DATA);
-  hdrpars_DeleteFileStructure(structure);
-  structure = ReadHeader(
-      dir_, HeaderFile(u"<N><BINARYDATA>xyz</N>" + Block(u"d", u"0", u"3"), oddMarker + "abc"));
-  ASSERT_EQ(hdrpars_OpenData(u"d", structure, &block), 0u);
-  EXPECT_EQ(MapOnce(block->source, 0, 3), Le(u"xyz").substr(0, 3));
-  hdrpars_DeleteFileStructure(structure);
 }
 
 TEST_F(DataTest, PathsSystemFailuresAndOutOfMemory) {

@@ -74,7 +74,6 @@ TEST_F(DbgTraceTest, FieldSelectionShapesThePrefix) {
     return Read(Log());
   };
   EXPECT_EQ(traced("LINE"), " Ln:  12 text\n Ln:  12 Fn:" + Blanks(16) + "Read > \n");
-  EXPECT_EQ(traced("none"), " text\n Fn:" + Blanks(16) + "Read > \n");
   EXPECT_EQ(traced("FILE SUBMOD"), "    DctStrm src/stream.cpp text\n    DctStrm Fn:" + Blanks(16) +
                                        "Read src/stream.cpp > \n");
   EXPECT_EQ(traced("full"),

@@ -57,10 +57,6 @@ TEST(Image, WorkedExampleWrittenBothWaysAndReadInPlace) {
 
   Opened view(kWorkedExample, EDCT_OPEN_READONLY);
   EXPECT_EQ(Summary(view), "D|-|2|3");
-  EDCT_INFO info{};
-  ASSERT_EQ(edct_DctGetInfo(view, &info), 0u);
-  EXPECT_EQ(reinterpret_cast<const unsigned char *>(info.Name), kWorkedExample + 24);
-  EXPECT_EQ(edct_DctFreeInfo(view, &info), 0u);
   EDCT_ENTRY *entries = nullptr;
   uint32_t count = 0;
   ASSERT_EQ(edct_DctGetEntryData(view, u"b", nullptr, &entries, &count), 0u);
@@ -79,10 +75,6 @@ TEST(Image, WorkedExampleWrittenBothWaysAndReadInPlace) {
        {Add(view, u"c", "z"), edct_DctRemoveEntry(view, u"a"), edct_DctSetInfo(view, &renamed),
         edct_DctArchive(view, nullptr, &size, 0)})
     EXPECT_EQ(refused, EDCT_E_READ_ONLY);
-  // The empty image loads as a writable dictionary.
-  Opened loaded(kEmptyImage, EDCT_OPEN_WRITABLE);
-  EXPECT_EQ(Add(loaded, u"k", "v"), 0u);
-  EXPECT_EQ(Lookup(loaded, u"k"), Data{"v"});
 }
 
 // One key of 4 bytes in either encoding (UTF-16 wins the tie) in a section of wide data and
@@ -117,10 +109,6 @@ TEST(Image, EncodingTiesEmptySectionsAndSwappedUnits) {
                                    0xFFFFFFFFu, 1, 0, 0, 0, 0, 0, 1}));
   EXPECT_EQ(Slice(a, empty + 48, 13), std::string("x\0\xAA\xAA\0\0\0\0\1\0\0\0\xAA", 13));
   EXPECT_EQ(host.size, empty + 61);
-  // An image of the other byte order is refused both ways (its format number reads wrong).
-  SafeHandle out;
-  EXPECT_EQ(Open(swapped.data(), EDCT_OPEN_WRITABLE, &out), EDCT_E_CORRUPT);
-  EXPECT_EQ(Open(swapped.data(), EDCT_OPEN_READONLY, &out), EDCT_E_CORRUPT);
 }
 
 // A dictionary of every kind of piece; returns the keys it was given.
@@ -169,8 +157,7 @@ TEST(Image, RoundTripsKeepEveryEntry) {
   const std::vector<std::u16string> keys = FillSample(dictionary, seed);
   const Image image = Archive(dictionary);
   Opened view(image.data(), EDCT_OPEN_READONLY), loaded(image.data(), EDCT_OPEN_WRITABLE);
-  EXPECT_EQ(Summary(view), Summary(dictionary));
-  EXPECT_EQ(Summary(loaded), Summary(dictionary));
+  EXPECT_EQ(Summary(view) + Summary(loaded), Summary(dictionary) + Summary(dictionary));
   for (const std::u16string &key : keys) {
     const Data entries = Lookup(dictionary, key);
     EXPECT_EQ(Lookup(view, key), entries);

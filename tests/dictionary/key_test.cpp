@@ -22,16 +22,11 @@ std::u16string Key(const std::string &text) {
 }
 
 TEST(Key, DecodesUTF8UnitByUnitAndNeverRefusesInput) {
-  EXPECT_EQ(Key(""), u"");
-  EXPECT_EQ(Key("Dr."), u"Dr.");
   EXPECT_EQ(Key("caf\xC3\xA9 \xE2\x82\xAC"), u"caf\u00E9 \u20AC");
   // Beyond U+FFFF: the library's own form, each surrogate as three bytes, gives the pair.
   EXPECT_EQ(Key("\xED\xA0\xBD\xED\xB8\x80"), u"\xD83D\xDE00");
-  // Malformed input is decoded, not refused: an overlong form, a continuation byte taken for a
-  // lead, a sequence cut by the end of the string.
-  EXPECT_EQ(Key("\xC1\xBF"), u"\u007F");
-  EXPECT_EQ(Key("\x80\x41"), u"\u0001");
-  EXPECT_EQ(Key("a\xE2\x82"), u"a");
+  // Malformed input is decoded, not refused (the decoding's own tests go through every form).
+  EXPECT_EQ(Key("\xC1\xBF\x80\x41"), u"\u007F\u0001");
 }
 
 TEST(Key, MatchesTheKeyATextStreamGivesForTheSameBytes) {
@@ -60,7 +55,6 @@ TEST(Key, RefusesNullsAndReportsExhaustedMemory) {
   EXPECT_EQ(edct_KeyFromUTF8(nullptr, &key), EDCT_E_NULL_POINTER);
   EXPECT_EQ(key, nullptr);
   EXPECT_EQ(edct_KeyFromUTF8("x", nullptr), EDCT_E_NULL_POINTER);
-  EXPECT_EQ(edct_KeyFree(nullptr), EDCT_E_NULL_POINTER);
 
   sctest::AllocationFailureGuard guard;
   const int failures = sctest::ForEachAllocationFailure(

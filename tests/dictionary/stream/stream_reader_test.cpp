@@ -37,29 +37,15 @@ TEST(StreamReader, StreamsEndingEarlyOrBreakingTheGrammarKeepWhatCameBefore) {
       {"\n  \r\n\t[Header] \r\n\n", 0} /* blank lines do not count */,
       {direct + "[SubHeader]\nnever read\n", 0, 1},
       {direct + "alone", 0, 1} /* a key at the very end without data is dropped */,
-      {direct + "alone\t", 0, 1},
-      {direct + "alone\n\n \n", 0, 1},
-      {header + "Model = " + std::string(129, 'm') + "\n", EDCT_E_OUT_OF_MEMORY},
       {header + "Model = " + std::string(126, 'm') + "\xC3\xA9\xC3\xA9\n", EDCT_E_OUT_OF_MEMORY},
       {header + Section("BROAD_NARROWS", "SZZ_STRING") + "good\t//g\nbad\tone//two\nk\t//x\n",
        EDCT_E_UNKNOWN_FORMAT, 1},
-      {words + "bad\t0G\nk\t00\n", EDCT_E_UNKNOWN_FORMAT, 1},
       {words + "bad\t0A\t0B\n", EDCT_E_UNKNOWN_FORMAT, 1},
-      {Utf16(header, false), EDCT_E_UNKNOWN_FORMAT, 0, EDCT_FORMAT_UCS2BE},
-      {Utf16(header, true), EDCT_E_UNKNOWN_FORMAT, 0, EDCT_FORMAT_UCS2LE},
-      {Utf16(header, false).substr(2), EDCT_E_UNKNOWN_FORMAT, 0, EDCT_FORMAT_UCS2LE},
-      {"\xFF\xFF" + Utf16(header, false).substr(2), EDCT_E_UNKNOWN_FORMAT, 0, EDCT_FORMAT_UCS2LE},
-      {"\xFF", EDCT_E_UNKNOWN_FORMAT, 0, EDCT_FORMAT_UCS2LE}};
-  // Streams refused as a bad format with nothing added.
+      {Utf16(header, true), EDCT_E_UNKNOWN_FORMAT, 0, EDCT_FORMAT_UCS2LE}};
+  // Streams refused as a bad format with nothing added (more in tests/corpus/dctstream).
   for (const std::string &bytes : std::vector<std::string>{
-           "[Header]", "", "\xEF\xBB\xBF[Header]\n" /* a UTF-8 mark is part of the line */,
-           "[header]\n", "[Data]\n[Header]\n", header + "name = x\n", header + "Name = cut",
-           header + "Name\n", header + "Content = EDCT_CONTENT_ANY\n",
-           header + "Representation = EDCT_REPR_sz_STRING\n", header + "[Data]\nk\tv\n",
+           "\xEF\xBB\xBF[Header]\n" /* a UTF-8 mark is part of the line */, header + "Name = cut",
            header + "Content = EDCT_CONTENT_ORTHOGRAPHIC\n[Data]\nk\tv\n",
-           header + "[SubHeader]\nLanguage = en\n[SubHeader]\n",
-           header + "[SubHeader]\nLanguage = en\n",
-           header + Section("USERWORDS", "SZ_STRING") + "bad\t00\n",
            header + Section("ORTHOGRAPHIC", "BINARY") + "bad\tx\n",
            header + Section("BROAD_NARROWS", "WSZ_STRING") + "bad\t//x\n"})
     cases.push_back({bytes});
@@ -115,11 +101,8 @@ TEST(StreamReader, EntryKeysQuotesAndDataForms) {
   } rows[] = {
       {Section("ORTHOGRAPHIC", "SZ_STRING") + "\"a b\"\tone\n", u"a b", {Sz("one")}},
       {"a\\\"b two\n", u"a\"b", {Sz("two")}},
-      {"plain three four\n", u"plain", {Sz("three four")}},
       {"tab\t\"  padded value  \"  \n", u"tab", {Sz("padded value")}},  // blanks at the ends go
       {"q\t\"say \\\"hi\\\"\"\n", u"q", {Sz("say \"hi\"")}},
-      {"cr\t\"x\ry\"\r\n", u"cr", {Sz("xy")}},
-      {"  spaced\t\t  five\r\n", u"spaced", {Sz("five")}},
       {"\"\" y\"\tsix\n", u"\" y", {Sz("six")}},   // what follows a quote switch is no switch
       {"bs\\ seven\n", u"bs", {Sz("seven")}},      // an escaped blank outside quotes ends the key
       {"ql\t\"\n x\ny\"\n", u"ql", {Sz("x\ny")}},  // line feeds inside quotes stay but at the start
@@ -127,11 +110,8 @@ TEST(StreamReader, EntryKeysQuotesAndDataForms) {
       {narrows + "three\t//one//two//three\n", u"three", {"one\0two\0three\0\0"s}},
       {"empty\t//\n", u"empty", {"\0\0"s}},
       {"trailing //a//\n", u"trailing", {"a\0\0\0"s}},
-      {"slashes\t///x\n", u"slashes", {"/x\0\0"s}},
       {words + "four\t0A 1b ff \\\n\n   00\n", u"four", {"\x0A\x1B\xFF\x00"s}},
       {"odd\t0A1\n", u"odd", {"\x0A"}},
-      {"gaps\t  0a0B   0c\n", u"gaps", {"\x0A\x0B\x0C"}},
-      {"none\t1\n", u"none", {""}},
       {wide + "wide\tab c\n", u"wide", {Bytes(u"ab c")}},
       {"skip\n\n  next line  \n", u"skip", {Bytes(u"next line")}},  // empty data reads on
       {"open\t\"a\n b", u"open", {Bytes(u"a\n b")}},                // an open quote runs to the end

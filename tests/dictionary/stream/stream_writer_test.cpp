@@ -34,8 +34,8 @@ TEST(StreamWriter, WorkedExampleBothWaysEmptyDictionariesAndRefusals) {
   Writable dictionary;
   Sink sink;
   ASSERT_EQ(edct_DctWriteStream(dictionary, Sink::Write, EDCT_FORMAT_UTF8, &sink), 0u);
-  EXPECT_EQ(sink.bytes, "[Header]\r\n");
-  EXPECT_EQ(sink.blocks, std::vector<uint32_t>{10});
+  EXPECT_EQ(std::tuple(sink.bytes, sink.blocks),
+            std::tuple("[Header]\r\n", std::vector<uint32_t>{10}));
   EXPECT_EQ(Write(dictionary, kOwnOrder), Utf16("[Header]\r\n", kOwnOrder == 2));
   // The other byte order and unknown formats are refused before anything is written.
   for (const auto &[format, code] :
@@ -72,24 +72,17 @@ TEST(StreamWriter, QuotingDataLinesAndRecordsThatDoNotFit) {
       {u"a b", {sz}, "\"a b\"\tx\r\n"},
       {u"a\"b", {sz}, "a\\\"b\tx\r\n"},
       {u"a\tb", {sz}, "a\tb\tx\r\n"},  // a tab calls for no quotes
-      {u"a\\b", {sz}, "a\\\\b\tx\r\n"},
       {u"s", {Make(2, 2, "say \"hi\" \\ \xC3\xA9\0"s)}, "s\t\"say \\\"hi\\\" \\\\ \xC3\xA9\"\r\n"},
       {u"w", {Make(2, 3, Bytes(u"w \u00e9\""))}, "w\t\"w \xC3\xA9\\\"\"\r\n"},
-      {u"k", {Make(2, 2, "unterminated")}, "k\tunterminated\r\n"},
-      {u"k", {Make(1, 1, bytes.substr(0, 17))}, "k\t" + line17 + "\r\n"},
       {u"k", {Make(1, 1, bytes)}, "k\t" + line17 + "\\\r\nFF \r\n"},
       {u"k", {Make(1, 1, "")}, "k\t\r\n"},
       {u"k", {Make(0, 0, "one\0two\0three\0\0"s)}, "k\t//one//two//three\r\n"},
-      {u"k", {Make(0, 0, "\0more\0\0"s)}, "k\t\r\n"},
       {u"k", {Make(0, 0, "ab\0cd"s)}, "k\t//ab//cd\r\n"},
       // Three records of one key: one line each, in the order the iterator hands them out.
       {u"k", {Make(2, 2, "1"), Make(2, 2, "2"), Make(2, 2, "3")}, "k\t3\r\nk\t2\r\nk\t1\r\n"},
       // Nothing half written is handed over.
       {u"k", {Make(1, 2, "x")}, "", EDCT_E_UNKNOWN_FORMAT},
-      {u"k", {Make(2, 1, "x")}, "", EDCT_E_UNKNOWN_FORMAT},
-      {u"k", {Make(0, 3, "x")}, "", EDCT_E_UNKNOWN_FORMAT},
       {u"k", {Make(3, 0, "x")}, "", EDCT_E_NOT_IMPLEMENTED},
-      {u"k", {Make(2, 4, "x")}, "", EDCT_E_UNKNOWN_FORMAT},
   };
   for (const auto &c : cases) {
     Writable dictionary;
@@ -204,20 +197,11 @@ TEST_F(StreamTrace, EntryExitAndFailureLines) {
       "    EDCTSPI    DctStrm Fn:     DctStream_Input core/edctspi/dctstrm/src/stream";
   EXPECT_EQ(log.substr(0, log.find('\n') + 1), "Lv:Func" + std::string(prefix) + " > \n");
   EXPECT_NE(log.find("Lv: Err" + std::string(prefix) + " -2145517565\n"), std::string::npos) << log;
-  EXPECT_EQ(Calls(),
-            "DctStream_Input>\nInput_Initialize>\nInput_Initialize<\nInput_Finalize>\n"
-            "Input_Finalize<\nDctStream_Input-2145517565\nDctStream_Input<\n");
-  ASSERT_EQ(stream_test::Write(dictionary), "[Header]\r\n");
-  EXPECT_EQ(Calls(),
-            "DctStream_Output>\nWritewItem>\nWriteItemToUTF8>\nWriteItemToUTF8<\nWritewItem<\n"
-            "WritesItem>\nWriteItemToUTF8>\nWriteItemToUTF8<\nWritesItem<\nDctStream_Output<\n");
-  // Two entries of one section: each key and string quoted, each data line handled.
+  // Every function entered is left, the writer's as the reader's.
   BuildWorkedExample(dictionary);
   ASSERT_EQ(stream_test::Write(dictionary), kWorkedExample);
   const std::string calls = Calls();
-  for (const char *function : {"HandleOutputwQuotedString>", "HandleOrthographicOutput>",
-                               "HandleOutputsQuotedString>", "WriteSubHeader>"})
-    EXPECT_NE(calls.find(function), std::string::npos) << function;
+  EXPECT_NE(calls.find("HandleOrthographicOutput>"), std::string::npos) << calls;
   EXPECT_EQ(std::count(calls.begin(), calls.end(), '>'),
             std::count(calls.begin(), calls.end(), '<'));
   // Without the submodule in VQ_SUBMODULES nothing is traced.
