@@ -59,6 +59,47 @@ uint32_t Rotate(NodePool *pool, uint32_t index, Side heavy, bool *lower) {
   return grandIndex;
 }
 
+// Keys that come in order each go after the largest one, at the foot of the right spine. The
+// spine is kept from one such insertion to the next, so that case walks no path and compares
+// one key instead of one per level. False, with the tree untouched, when `value` is not
+// larger than every key.
+bool AppendLargest(NodePool *pool, const KeyOrder &order, uint32_t value, uint32_t fresh) {
+  uint32_t *spine = pool->spine;
+  int n = pool->spineDepth;
+  if (!n)
+    for (uint32_t at = pool->root; at; at = pool->At(at).right)
+      spine[n++] = at;
+  pool->spineDepth = n;
+  if (order.Values(value, pool->At(spine[n - 1]).value) <= 0) return false;
+  pool->At(spine[n - 1]).right = fresh;
+  // The critical node is the lowest one on the path whose balance is not 0 (the root if none).
+  int critical = n - 1;
+  while (critical > 0 && pool->At(spine[critical]).balance == 0)
+    --critical;
+  for (int i = critical + 1; i < n; ++i)
+    pool->At(spine[i]).balance = kRight;
+  Node &top = pool->At(spine[critical]);
+  if (top.balance == 0) {
+    top.balance = kRight;
+  } else if (top.balance == kLeft) {
+    top.balance = 0;
+  } else {
+    // Its right child leans right too, so a single rotation raises that child into its place.
+    bool lower;
+    const uint32_t subtree = Rotate(pool, spine[critical], kRight, &lower);
+    if (critical == 0)
+      pool->root = subtree;
+    else
+      pool->At(spine[critical - 1]).right = subtree;
+    for (int i = critical; i + 1 < n; ++i)
+      spine[i] = spine[i + 1];
+    --n;
+  }
+  spine[n++] = fresh;
+  pool->spineDepth = n;
+  return true;
+}
+
 }  // namespace
 
 int CompareWide(const char16_t *a, const char16_t *b) {
@@ -86,6 +127,8 @@ bool KeyTreeInsert(NodePool **poolRef, const KeyOrder &order, uint32_t value, ui
     pool->root = fresh;
     return true;
   }
+  if (AppendLargest(pool, order, value, fresh)) return true;
+  pool->spineDepth = 0;
   // The path from the root, with the side taken at each node. The critical node is the last
   // one on it whose balance is not 0.
   uint32_t path[kMaxTreeDepth];
@@ -144,6 +187,7 @@ uint32_t KeyTreeFind(const NodePool *pool, const KeyOrder &order, const char16_t
 }
 
 uint32_t KeyTreeRemove(NodePool *pool, const KeyOrder &order, const char16_t *key) {
+  pool->spineDepth = 0;
   uint32_t path[kMaxTreeDepth];
   Side turn[kMaxTreeDepth];
   int depth = 0;

@@ -8,10 +8,6 @@
 
 namespace sc::edct {
 
-// With 32-bit node indices a height-balanced tree is never higher than 45 levels, so paths
-// and cursor stacks fit fixed arrays of this size and never need memory of their own.
-inline constexpr int kMaxTreeDepth = 64;
-
 // The order of the tree: keys compared as 16-bit code units (capitals before small letters),
 // read from the arena through the records' offsets.
 struct KeyOrder {

@@ -67,6 +67,7 @@ void NodePoolRelease(NodePool *pool, uint32_t index) {
 void NodePoolClear(NodePool *pool) {
   ReleaseSubtree(pool, pool->root);
   pool->root = 0;
+  pool->spineDepth = 0;
 }
 
 void NodePoolDestroy(NodePool *pool) {

@@ -16,6 +16,10 @@ struct Node {
   int8_t balance;  // height of the left subtree minus that of the right one
 };
 
+// With 32-bit node indices a height-balanced tree is never higher than 45 levels, so paths
+// and cursor stacks fit fixed arrays of this size and never need memory of their own.
+inline constexpr int kMaxTreeDepth = 64;
+
 // A header followed in the same heap block by `capacity` nodes.
 struct NodePool {
   uint32_t capacity;
@@ -23,6 +27,11 @@ struct NodePool {
   uint32_t root;
   uint32_t growth;
   Resource *resource;
+  // The right spine of the tree (root to largest key) as the last insertion of a new largest
+  // key left it; spineDepth is 0 when it is not known, and any other change of the tree sets
+  // it so.
+  int spineDepth;
+  uint32_t spine[kMaxTreeDepth];
 
   Node &At(uint32_t index) { return reinterpret_cast<Node *>(this + 1)[index - 1]; }
   const Node &At(uint32_t index) const {

@@ -93,7 +93,8 @@ TEST(EntryStore, ChainsStandNewestFirstAndRemoveWhole) {
 }
 
 // Ascending keys first (rotations one way only), then random additions and removals over an
-// alphabet of capitals, small letters and wide units, ordered as code units.
+// alphabet of capitals, small letters and wide units, ordered as code units, with runs of
+// ascending keys and removals of the largest among them.
 TEST(EntryStore, InsertionsAndRemovalsKeepTheTreeValidAndOrdered) {
   const unsigned seed = std::random_device{}();
   SCOPED_TRACE("seed " + std::to_string(seed));
@@ -114,6 +115,10 @@ TEST(EntryStore, InsertionsAndRemovalsKeepTheTreeValidAndOrdered) {
     for (int n = random() % 4; n > 0; --n)
       key += alphabet[random() % std::size(alphabet)];
     const bool remove = random() % 3 == 0;
+    // Runs of keys beyond every other, some of them removed again, between the random ones.
+    if (!remove && step % 400 < 40)
+      key = u"\uffff\uffff\uffff" + std::u16string(1, static_cast<char16_t>(0x100 + step));
+    if (remove && random() % 4 == 0 && !held.empty()) key = *held.rbegin();
     const uint32_t expected = remove ? (held.erase(key) ? 0u : kStoreAbsent)
                                      : (held.insert(key).second ? kStoreNewKey : kStoreChained);
     uint32_t count = 0;
